@@ -1,0 +1,135 @@
+/// @file
+/// The seam between the library and the machine. Everything that blocks, spins, tells the time, makes a thread or
+/// belongs to a thread goes through these functions and through nothing else.
+///
+/// Two implementations stand behind them, chosen at link time: `std/` is the operating system, `sim/` is a
+/// deterministic machine for tests, with one runnable thread at a time, a seeded scheduler and virtual time.
+///
+/// Who may call: the runtime (`zyl`, `vesk`, `dds`). The asynchronous wait set stands on the runtime, not on this.
+#ifndef PLATFORM_HPP
+#define PLATFORM_HPP
+
+#include <cstddef>
+#include <cstdint>
+
+#include "Annotations.pkg.h"
+
+namespace platform {
+
+// ---------------------------------------------------------------- threads
+
+/// Settings of a new thread; zero and null mean the system's default.
+struct ThreadSettings {
+    const char *name = nullptr;          ///< Shortened to what the system allows.
+    std::size_t stackSize = 0;           ///< Bytes.
+    bool hasPriority = false;            ///< Whether `priority` counts.
+    int priority = 0;                    ///< Of the policy that the system offers for it.
+    const std::int32_t *cpus = nullptr;  ///< CPUs that the thread may run on.
+    std::size_t cpuCount = 0;
+};
+
+/// Settings that the system refused; bits of createThread's output.
+enum Refused : unsigned { refusedName = 1U, refusedStackSize = 2U, refusedPriority = 4U, refusedCpus = 8U };
+
+using ThreadBody = void *(*)(void *);
+struct Thread;
+
+/// Create a thread and let it run. A refused setting is left out and reported.
+/// Returns: null when no thread could be made.
+Thread *createThread(const ThreadSettings &settings, ThreadBody body, void *argument, unsigned *refusedOut);
+
+/// Wait until the thread has ended, exit hooks included, and free the record.
+/// Blocks.
+void joinThread(Thread *thread);
+
+/// Read the id and the consumed CPU time of a thread made here.
+/// Returns: false, with nothing written, for a handle that createThread did not make or joinThread has freed.
+bool threadCpuTime(const void *thread, std::uint64_t *idOut, std::int64_t *cpuTimeOut_ns);
+
+/// The calling thread's id, stable for its life.
+std::uint64_t currentThreadId();
+
+// ---------------------------------------------------------------- storage of a thread
+
+/// Reserve `size` bytes in every thread. They are zero when the thread first sees them.
+/// `onExit`, if given, is called with the block's address in every thread that ends and had set the block's first
+/// pointer-sized word to something other than zero. Keys are for ever.
+/// Returns: the key, or `noThreadKey` when the storage of a thread is used up.
+using ThreadKey = std::uint32_t;
+constexpr ThreadKey noThreadKey = 0xFFFFFFFFU;
+ThreadKey createThreadKey(std::size_t size, void (*onExit)(void *block));
+
+/// The calling thread's block. Never fails; one address computation.
+void *threadBlock(ThreadKey key);
+
+// ---------------------------------------------------------------- mutex and condition variable
+
+/// Not recursive. `name` appears in dead-lock reports and must outlive the mutex.
+struct ZYL_CAPABILITY("mutex") Mutex {
+    alignas(16) unsigned char storage[64];
+};
+struct Condition {
+    alignas(16) unsigned char storage[64];
+};
+
+/// A point in time that never comes.
+constexpr std::int64_t noDeadline_ns = INT64_MAX;
+
+void initMutex(Mutex &mutex, const char *name);
+void destroyMutex(Mutex &mutex);
+void lock(Mutex &mutex) ZYL_ACQUIRE(mutex);
+void unlock(Mutex &mutex) ZYL_RELEASE(mutex);
+
+void initCondition(Condition &condition, const char *name);
+void destroyCondition(Condition &condition);
+/// Wait until woken, until the deadline, or for no reason at all; the mutex is released meanwhile.
+/// Blocks.
+void waitCondition(Condition &condition, Mutex &mutex, std::int64_t deadline_ns) ZYL_REQUIRES(mutex);
+void wakeAll(Condition &condition);
+
+// ---------------------------------------------------------------- parking
+
+/// The place where a thread sleeps alone. One per thread, and its memory is never given back, so that it may be woken
+/// by somebody who does not know whether it still runs: wake-ups can be stale, and every park stands in a loop.
+struct Parker;
+Parker *currentParker();
+/// Sleep until unparked (since the last park returned), until the deadline, or for no reason at all.
+/// `reason` names what is waited for, for dead-lock reports; it must stay valid during the call.
+/// Blocks.
+void park(std::int64_t deadline_ns, const char *reason);
+void unpark(Parker *parker);
+
+// ---------------------------------------------------------------- time and spinning
+
+/// Monotonic time.
+std::int64_t now_ns();
+/// Let another thread run.
+void yield();
+/// One turn of a spin loop.
+void pause();
+
+// ---------------------------------------------------------------- simulation
+
+#if defined(ASYNCWAITSET_SIMULATION)
+/// The scheduler may run another thread here. Stands before every access to a field that threads share without a lock
+/// and in every operation of an exclusive area. Exists in the simulation build only.
+void schedulingPoint();
+#else
+inline void schedulingPoint() {}
+#endif
+
+/// Holds a mutex for a scope.
+class ZYL_ANNOTATION_(scoped_lockable) Lock {
+public:
+    explicit Lock(Mutex &mutex) ZYL_ACQUIRE(mutex) : _mutex(mutex) { lock(_mutex); }
+    ~Lock() ZYL_RELEASE() { unlock(_mutex); }
+    Lock(const Lock &) = delete;
+    Lock &operator=(const Lock &) = delete;
+
+private:
+    Mutex &_mutex;
+};
+
+}  // namespace platform
+
+#endif

@@ -1,0 +1,248 @@
+/// @file
+/// Threads of the operating system.
+///
+/// Protection: the mutex of this file guards the list of records and, in each record, what the thread publishes: its
+/// identity and its end.
+/// Calls out: the bodies of the threads, without the mutex.
+#include <pthread.h>
+#include <sched.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <climits>
+#include <cstdio>
+#include <ctime>
+#include <new>
+
+#include "StdThreadLocals.hpp"
+
+namespace platform {
+
+struct Thread {
+    enum class State : std::uint8_t { starting, running, ended };
+
+    ThreadBody body;  // these three: const after creation
+    void *argument;
+    char name[16];
+
+    Thread *next;  // from here on: guarded by the mutex
+    State state;
+    bool isNameRefused;
+    pthread_t thread;
+    std::uint64_t id;
+    std::int64_t finalCpuTime_ns;
+};
+
+namespace {
+
+pthread_mutex_t recordsMutex = PTHREAD_MUTEX_INITIALIZER;
+pthread_cond_t isPublished = PTHREAD_COND_INITIALIZER;
+constinit Thread *records = nullptr;
+
+constexpr std::int64_t nanosecondsPerSecond = 1'000'000'000;
+
+std::int64_t toNanoseconds(const timespec &time)
+{
+    return static_cast<std::int64_t>(time.tv_sec) * nanosecondsPerSecond + time.tv_nsec;
+}
+
+/// What the calling thread has consumed.
+std::int64_t ownCpuTime_ns()
+{
+    timespec time{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+    return toNanoseconds(time);
+}
+
+void *runThread(void *argument)
+{
+    auto *self = static_cast<Thread *>(argument);
+    threadLocals.record = self;
+    installExitHandler();
+    const bool isNameRefused = self->name[0] != '\0' && pthread_setname_np(pthread_self(), self->name) != 0;
+
+    pthread_mutex_lock(&recordsMutex);
+    self->thread = pthread_self();
+    self->id = currentThreadId();
+    self->isNameRefused = isNameRefused;
+    self->state = Thread::State::running;
+    pthread_cond_broadcast(&isPublished);
+    pthread_mutex_unlock(&recordsMutex);
+    return self->body(self->argument);
+}
+
+/// One attribute object with the wanted settings.
+class Attributes {
+public:
+    Attributes() { pthread_attr_init(&_attributes); }
+    ~Attributes() { pthread_attr_destroy(&_attributes); }
+    Attributes(const Attributes &) = delete;
+    Attributes &operator=(const Attributes &) = delete;
+
+    const pthread_attr_t *get() const { return &_attributes; }
+
+    bool setStackSize(std::size_t size)
+    {
+        const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+        if (size > SIZE_MAX - page) return false;
+        return pthread_attr_setstacksize(&_attributes, (size + page - 1) / page * page) == 0;
+    }
+
+    /// Zero belongs to the policy that shares the time; other priorities to the one that runs the highest.
+    bool setPriority(int priority)
+    {
+        sched_param parameter{};
+        parameter.sched_priority = priority;
+        return pthread_attr_setschedpolicy(&_attributes, priority == 0 ? SCHED_OTHER : SCHED_FIFO) == 0 &&
+               pthread_attr_setschedparam(&_attributes, &parameter) == 0 &&
+               pthread_attr_setinheritsched(&_attributes, PTHREAD_EXPLICIT_SCHED) == 0;
+    }
+
+    bool setCpus(const std::int32_t *cpus, std::size_t count)
+    {
+        cpu_set_t set;
+        CPU_ZERO(&set);
+        for (std::size_t index = 0; index < count; ++index) {
+            if (cpus[index] < 0 || cpus[index] >= CPU_SETSIZE) return false;
+            CPU_SET(static_cast<std::size_t>(cpus[index]), &set);
+        }
+        return pthread_attr_setaffinity_np(&_attributes, sizeof(set), &set) == 0;
+    }
+
+private:
+    pthread_attr_t _attributes{};
+};
+
+/// The attributes that the settings ask for.
+unsigned askedFor(const ThreadSettings &settings)
+{
+    unsigned asked = 0;
+    if (settings.stackSize != 0) asked |= refusedStackSize;
+    if (settings.hasPriority) asked |= refusedPriority;
+    if (settings.cpus != nullptr && settings.cpuCount != 0) asked |= refusedCpus;
+    return asked;
+}
+
+/// Start the thread with those of the settings. Returns: false when the system refuses.
+bool start(Thread *record, const ThreadSettings &settings, unsigned asked)
+{
+    Attributes attributes;
+    if ((asked & refusedStackSize) != 0 && !attributes.setStackSize(settings.stackSize)) return false;
+    if ((asked & refusedPriority) != 0 && !attributes.setPriority(settings.priority)) return false;
+    if ((asked & refusedCpus) != 0 && !attributes.setCpus(settings.cpus, settings.cpuCount)) return false;
+    pthread_t thread{};
+    return pthread_create(&thread, attributes.get(), runThread, record) == 0;
+}
+
+/// The system does not say which setting it dislikes: leave out as few as possible.
+/// Returns: false when not even a thread without settings starts.
+bool startWithout(Thread *record, const ThreadSettings &settings, unsigned &refusedOut)
+{
+    constexpr unsigned attempts[] = {0,
+                                     refusedPriority,
+                                     refusedCpus,
+                                     refusedStackSize,
+                                     refusedPriority | refusedCpus,
+                                     refusedPriority | refusedStackSize,
+                                     refusedCpus | refusedStackSize,
+                                     refusedPriority | refusedCpus | refusedStackSize};
+    const unsigned asked = askedFor(settings);
+    for (const unsigned left : attempts) {
+        if ((left & ~asked) != 0) continue;
+        if (start(record, settings, asked & ~left)) {
+            refusedOut = left;
+            return true;
+        }
+    }
+    return false;
+}
+
+/// Unlink the record. Requires: the mutex.
+void forget(const Thread *record)
+{
+    Thread **link = &records;
+    while (*link != nullptr && *link != record) link = &(*link)->next;
+    if (*link != nullptr) *link = record->next;
+}
+
+}  // namespace
+
+void noteEnd()
+{
+    Thread *self = threadLocals.record;
+    if (self == nullptr) return;
+    const std::int64_t cpuTime_ns = ownCpuTime_ns();
+    pthread_mutex_lock(&recordsMutex);
+    self->finalCpuTime_ns = cpuTime_ns;
+    self->state = Thread::State::ended;
+    pthread_mutex_unlock(&recordsMutex);
+}
+
+Thread *createThread(const ThreadSettings &settings, ThreadBody body, void *argument, unsigned *refusedOut)
+{
+    unsigned refused = 0;
+    auto *record = new (std::nothrow) Thread{};
+    if (record == nullptr) return nullptr;
+    record->body = body;
+    record->argument = argument;
+    if (settings.name != nullptr) std::snprintf(record->name, sizeof(record->name), "%s", settings.name);
+
+    pthread_mutex_lock(&recordsMutex);
+    record->next = records;
+    records = record;
+    pthread_mutex_unlock(&recordsMutex);
+
+    const bool isStarted = startWithout(record, settings, refused);
+
+    pthread_mutex_lock(&recordsMutex);
+    if (isStarted) {
+        while (record->state == Thread::State::starting) pthread_cond_wait(&isPublished, &recordsMutex);
+        if (record->isNameRefused) refused |= refusedName;
+    } else {
+        forget(record);
+    }
+    pthread_mutex_unlock(&recordsMutex);
+    if (!isStarted) {
+        delete record;
+        return nullptr;
+    }
+    if (refusedOut != nullptr) *refusedOut = refused;
+    return record;
+}
+
+void joinThread(Thread *thread)
+{
+    pthread_join(thread->thread, nullptr);
+    pthread_mutex_lock(&recordsMutex);
+    forget(thread);
+    pthread_mutex_unlock(&recordsMutex);
+    delete thread;
+}
+
+// A running thread cannot end before it has the mutex, so its clock is there while the mutex is held.
+bool threadCpuTime(const void *thread, std::uint64_t *idOut, std::int64_t *cpuTimeOut_ns)
+{
+    pthread_mutex_lock(&recordsMutex);
+    const Thread *record = records;
+    while (record != nullptr && record != thread) record = record->next;
+    bool isKnown = record != nullptr && record->state != Thread::State::starting;
+    if (isKnown && record->state == Thread::State::running) {
+        clockid_t clock{};
+        timespec time{};
+        isKnown = pthread_getcpuclockid(record->thread, &clock) == 0 && clock_gettime(clock, &time) == 0;
+        if (isKnown) *cpuTimeOut_ns = toNanoseconds(time);
+    } else if (isKnown) {
+        *cpuTimeOut_ns = record->finalCpuTime_ns;
+    }
+    if (isKnown) *idOut = record->id;
+    pthread_mutex_unlock(&recordsMutex);
+    return isKnown;
+}
+
+std::uint64_t currentThreadId()
+{
+    if (threadLocals.id == 0) threadLocals.id = static_cast<std::uint64_t>(gettid());
+    return threadLocals.id;
+}
+
+}  // namespace platform

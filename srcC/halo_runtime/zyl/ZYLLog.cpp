@@ -1,0 +1,69 @@
+/// @file
+/// The log's switches and its three print operations.
+///
+/// A message is finished in a buffer on the stack: printing allocates nothing. A text that is longer than the buffer is
+/// cut and ends in three dots.
+///
+/// Protection: thread-safe, no lock. Calls out: the application's sink.
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+
+#include "ZYLLog.pkg.h"
+#include "ZYLLogSink.hpp"
+
+uint32_t DDSLog_g_instrumentationMask = ZYL_LOG_LEVEL_PRECONDITION | ZYL_LOG_LEVEL_WARNING;
+uint32_t DDSLog_g_submoduleMask = UINT32_MAX;
+uint32_t ZYLLog_g_categoryMask[8] = {};
+int ZYLLog_g_detectPrecondition = 0;
+int ZYLLog_g_preconditionDetected = 0;
+
+namespace {
+
+/// Longest text, terminator included.
+constexpr std::size_t textSize = 2048;
+
+/// The finished text of a message.
+struct Text {
+    char characters[textSize];
+
+    void format(const char *format, va_list arguments)
+    {
+        const int length = std::vsnprintf(characters, sizeof characters, format, arguments);
+        if (length < 0)
+            characters[0] = '\0';
+        else if (static_cast<std::size_t>(length) >= sizeof characters)
+            std::memcpy(characters + sizeof characters - 4, "...", 4);
+    }
+};
+
+}  // namespace
+
+void ZYLLogMessage_printWithParams(int, uint32_t level, uint32_t module, const char *file, int line,
+                                   const char *function, const struct ZYLLogTemplate *message, ...)
+{
+    Text text;
+    va_list arguments;
+    va_start(arguments, message);
+    text.format(message->format, arguments);
+    va_end(arguments);
+    ZYLLogSink_deliver({level, module, file, line, function, message->name, text.characters}, true);
+}
+
+void ZYLLogParamString_printWithParams(int, uint32_t level, uint32_t module, const char *file, int line,
+                                       const char *function, const char *format, ...)
+{
+    Text text;
+    va_list arguments;
+    va_start(arguments, format);
+    text.format(format, arguments);
+    va_end(arguments);
+    ZYLLogSink_deliver({level, module, file, line, function, format, text.characters}, false);
+}
+
+void ZYLLogMessageParamString_printWithParams(int instrument, uint32_t level, uint32_t module, const char *file,
+                                              int line, const char *function, const struct ZYLLogTemplate *message,
+                                              const char *argument)
+{
+    ZYLLogMessage_printWithParams(instrument, level, module, file, line, function, message, argument);
+}

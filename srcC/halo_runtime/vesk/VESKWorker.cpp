@@ -1,0 +1,53 @@
+/// @file
+/// The registry of workers. A worker lies in its thread's own storage: finding it is one load, and it cannot be
+/// missing.
+///
+/// Protection: thread-safe; a worker belongs to its thread.
+#include "../zyl/ZYLOsapiUtility.pkg.h"
+#include "../zyl/ZYLShared.pkg.hpp"
+#include "VESKExclusiveArea.hpp"
+#include "VESKWorker.pkg.h"
+
+namespace {
+
+VESKWorkerFactory *theFactory()
+{
+    static VESKWorkerFactory factory = {platform::createThreadKey(sizeof(VESKWorker), nullptr)};
+    return &factory;
+}
+
+}  // namespace
+
+int VESKWorkerPerThread_initialize(struct VESKWorkerPerThread *self)
+{
+    if (self == nullptr) return 0;
+    // The first caller claims the record through `_ownsTss`; the factory's address, written last, publishes it.
+    while (handoffRead(self->_workerFactory) == nullptr) {
+        if (handoffExchange(self->_ownsTss, 1) != 0) {
+            platform::yield();
+            continue;
+        }
+        if (handoffRead(self->_workerFactory) != nullptr) break;
+        VESKWorkerFactory *factory = theFactory();
+        if (factory->_workerKey == platform::noThreadKey) {
+            handoffWrite(self->_ownsTss, 0);
+            return 0;
+        }
+        self->_workerTssKey = factory->_workerKey;
+        self->_tssFactory = nullptr;
+        self->_ownsFactory = 0;
+        handoffWrite(self->_workerFactory, factory);
+    }
+    return 1;
+}
+
+VESKWorker *VESKWorkerPerThread_getWorker(struct VESKWorkerPerThread *self)
+{
+    auto *worker = static_cast<VESKWorker *>(platform::threadBlock(self->_workerTssKey));
+    if (worker->_isInitialized == 0) {
+        worker->_isInitialized = 1;
+        ZYLOsapiUtility_strncpy(worker->_name, VESK_WORKER_NAME_SIZE - 1, "application thread",
+                                VESK_WORKER_NAME_SIZE - 1);
+    }
+    return worker;
+}

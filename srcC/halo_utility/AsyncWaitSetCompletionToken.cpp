@@ -1,0 +1,235 @@
+/// @file
+/// Completion tokens: the state table, the semaphore token, lending, returning, creating, deleting, waiting.
+///
+/// Protection: token fields and the pool of idle tokens belong to the owner's critical section, which every operation
+/// here enters and leaves. A waiter blocks outside of it.
+#include "AsyncWaitSetCompletionToken.hpp"
+
+#include "AsyncWaitSet.pkg.h"
+#include "AsyncWaitSetLocks.hpp"
+#include "AsyncWaitSetLog.hpp"
+#include "halo_runtime/zyl/ZYLOsapiHeap.pkg.h"
+#include "halo_runtime/zyl/ZYLTime.pkg.h"
+
+namespace {
+
+#define AWS_STATE(state_) DDS_AsyncWaitSetCompletionTokenState_##state_
+
+/// Bits of a token's waiter mark: whether it was deleted, and the number of waiter frames inside.
+constexpr int deletedMark = 1;
+constexpr int oneWaiter = 2;
+
+DDS_SemaphoreAsyncWaitSetCompletionToken *semaphoreToken(DDS_AsyncWaitSetCompletionToken *token)
+{
+    return reinterpret_cast<DDS_SemaphoreAsyncWaitSetCompletionToken *>(token);
+}
+
+DDS_ReturnCode_t returnCodeOf(int semaphoreStatus)
+{
+    if (semaphoreStatus == ZYL_OSAPI_SEMAPHORE_STATUS_OK) return DDS_RETCODE_OK;
+    return semaphoreStatus == ZYL_OSAPI_SEMAPHORE_STATUS_TIMEOUT ? DDS_RETCODE_TIMEOUT : DDS_RETCODE_ERROR;
+}
+
+/// Make the next wait block until the next notify, even if an earlier notification was never waited for.
+DDS_ReturnCode_t resetSemaphoreToken(void *handlerData, DDS_AsyncWaitSetCompletionToken *token)
+{
+    static_cast<void>(handlerData);
+    return returnCodeOf(ZYLOsapiSemaphore_drain(semaphoreToken(token)->_semaphore));
+}
+
+/// Release a waiter, or let the next one pass. The notifier is inside the critical section, and the waiter enters it
+/// before it touches the token again, so the semaphore outlives this call.
+DDS_ReturnCode_t notifySemaphoreToken(void *handlerData, DDS_AsyncWaitSetCompletionToken *token)
+{
+    static_cast<void>(handlerData);
+    return returnCodeOf(ZYLOsapiSemaphore_give(semaphoreToken(token)->_semaphore));
+}
+
+/// Blocks.
+DDS_ReturnCode_t waitForSemaphoreToken(void *handlerData, DDS_AsyncWaitSetCompletionToken *token,
+                                       const struct ZYLNtpTime *timeout)
+{
+    static_cast<void>(handlerData);
+    return returnCodeOf(ZYLOsapiSemaphore_take(semaphoreToken(token)->_semaphore, timeout));
+}
+
+bool isSentinel(const DDS_AsyncWaitSetCompletionToken *token)
+{
+    return token == DDS_ASYNC_WAITSET_COMPLETION_TOKEN_IGNORE ||
+           token == DDS_ASYNC_WAITSET_COMPLETION_TOKEN_USE_IMPLICIT_AND_WAIT;
+}
+
+struct DDS_AsyncWaitSetCompletionTokenImpl DDS_ASYNC_WAITSET_COMPLETION_TOKEN_IGNORE_VALUE = {};
+
+}  // namespace
+
+// Columns: wait, submit, notify.
+const DDS_AsyncWaitSetCompletionTokenState
+    DDS_AsyncWaitSet_g_CT_STATES[DDS_AsyncWaitSetCompletionTokenState_COUNT]
+                                [DDS_AsyncWaitSetCompletionTokenEvent_COUNT] = {
+                                    {AWS_STATE(INVALID), AWS_STATE(QUEUED), AWS_STATE(INVALID)},       // READY
+                                    {AWS_STATE(PROCESSED), AWS_STATE(INVALID), AWS_STATE(PROCESSED)},  // QUEUED
+                                    {AWS_STATE(PROCESSED), AWS_STATE(QUEUED), AWS_STATE(INVALID)},     // PROCESSED
+};
+
+struct DDS_AsyncWaitSetCompletionTokenImpl DDS_ASYNC_WAITSET_COMPLETION_TOKEN_USE_IMPLICIT_AND_WAIT_VALUE = {};
+
+DDS_AsyncWaitSetCompletionToken *const DDS_ASYNC_WAITSET_COMPLETION_TOKEN_IGNORE =
+    &DDS_ASYNC_WAITSET_COMPLETION_TOKEN_IGNORE_VALUE;
+DDS_AsyncWaitSetCompletionToken *const DDS_ASYNC_WAITSET_COMPLETION_TOKEN_USE_IMPLICIT_AND_WAIT =
+    &DDS_ASYNC_WAITSET_COMPLETION_TOKEN_USE_IMPLICIT_AND_WAIT_VALUE;
+
+void AWS_stepInsideToken(DDS_AsyncWaitSetCompletionToken *token)
+{
+    static_cast<void>(handoffAdd(token->_waiterMark, oneWaiter));
+}
+
+void AWS_stepOutsideToken(DDS_AsyncWaitSetCompletionToken *token)
+{
+    if (handoffAdd(token->_waiterMark, -oneWaiter) == deletedMark)
+        DDS_SemaphoreAsyncWaitSetCompletionToken_delete(token);
+}
+
+void AWS_destroyToken(DDS_AsyncWaitSetCompletionToken *token)
+{
+    if (handoffAdd(token->_waiterMark, deletedMark) == deletedMark)
+        DDS_SemaphoreAsyncWaitSetCompletionToken_delete(token);
+}
+
+DDS_ReturnCode_t AWS_completeTokenWithError(DDS_AsyncWaitSetCompletionToken *token)
+{
+    handoffWrite(token->retCode, DDS_RETCODE_ERROR);
+    token->_state = DDS_AsyncWaitSetCompletionTokenState_PROCESSED;
+    return token->_handler.notify(token->_handler.handlerData, token);
+}
+
+DDS_AsyncWaitSetCompletionToken *DDS_SemaphoreAsyncWaitSetCompletionToken_new(DDS_AsyncWaitSet *self)
+{
+    auto *const token = ZYLOsapiHeap_allocateStructure<DDS_SemaphoreAsyncWaitSetCompletionToken>(
+        "DDS_SemaphoreAsyncWaitSetCompletionToken");
+    if (token == nullptr) return nullptr;
+    *token = {};
+    token->_semaphore = ZYLOsapiSemaphore_new("completion token");
+    if (token->_semaphore == nullptr) {
+        ZYLOsapiHeap_freeStructure(token);
+        return nullptr;
+    }
+    DDS_AsyncWaitSetCompletionToken *const parent = &token->_parent;
+    parent->_state = DDS_AsyncWaitSetCompletionTokenState_READY;
+    parent->_owner = self;
+    parent->_handler = {nullptr, resetSemaphoreToken, notifySemaphoreToken, waitForSemaphoreToken};
+    VESKInlineListNode_init(&parent->_loanedNode.node);
+    parent->_loanedNode.userData = parent;
+    return parent;
+}
+
+void DDS_SemaphoreAsyncWaitSetCompletionToken_delete(DDS_AsyncWaitSetCompletionToken *token)
+{
+    ZYLOsapiSemaphore_delete(semaphoreToken(token)->_semaphore);
+    ZYLOsapiHeap_freeStructure(semaphoreToken(token));
+}
+
+DDS_AsyncWaitSetCompletionToken *DDS_AsyncWaitSet_loanCompletionToken(DDS_AsyncWaitSet *self)
+{
+    if (self == nullptr) return AWS_NULL(nullptr, self);
+    if (!AWS_enterCriticalSection(self)) return AWS_AREA_FAILED(nullptr, "enter");
+
+    DDS_AsyncWaitSetCompletionToken *token = nullptr;
+    if (VESKInlineListNode *const node = VESKInlineList_getFirst(&self->_completionTokenPool)) {
+        VESKInlineList_removeNodeEA(&self->_completionTokenPool, node);
+        token = static_cast<DDS_AsyncWaitSetCompletionToken *>(
+            reinterpret_cast<VESKInlineListUserDataNode *>(node)->userData);
+    } else {
+        token = DDS_SemaphoreAsyncWaitSetCompletionToken_new(self);
+        if (token == nullptr)
+            token = AWS_FAILED_AS(nullptr, ZYL_LOG_CREATION_FAILURE_s, "DDS_AsyncWaitSetCompletionToken");
+    }
+    if (token != nullptr) static_cast<void>(handoffAdd(self->_loanedCompletionTokenCount, 1));
+
+    // Deliberate: a token that was counted as lent is lost when the area cannot be left.
+    // (AsyncWaitSetCompletionToken_test: a_loan_that_cannot_leave_the_area_returns_null_and_counts)
+    if (!AWS_leaveCriticalSection(self)) return AWS_AREA_FAILED(nullptr, "leave");
+    return token;
+}
+
+DDS_ReturnCode_t DDS_AsyncWaitSet_returnLoanedCompletionToken(DDS_AsyncWaitSet *self,
+                                                              DDS_AsyncWaitSetCompletionToken *completionToken)
+{
+    if (self == nullptr) return AWS_NULL(DDS_RETCODE_BAD_PARAMETER, self);
+    if (completionToken == nullptr) return AWS_NULL(DDS_RETCODE_BAD_PARAMETER, completionToken);
+    if (!AWS_enterCriticalSection(self)) return AWS_AREA_FAILED(DDS_RETCODE_ERROR, "enter");
+
+    DDS_ReturnCode_t retCode = DDS_RETCODE_OK;
+    VESKInlineListNode *const node = &completionToken->_loanedNode.node;
+    if (completionToken->_owner != self) {
+        retCode = AWS_REFUSED(DDS_RETCODE_PRECONDITION_NOT_MET,
+                              "the specified completion token was not loaned from this AsyncWaitSet");
+    } else if (completionToken->_state == DDS_AsyncWaitSetCompletionTokenState_QUEUED) {
+        retCode = AWS_REFUSED(DDS_RETCODE_PRECONDITION_NOT_MET,
+                              "completion token cannot be returned for reuse or deletion.\n"
+                              "It is associated with a task pending processing.");
+    } else if (VESKInlineList_isNodeInList(&self->_completionTokenPool, node) == 0) {
+        VESKInlineList_addNodeToBackEA(&self->_completionTokenPool, node);
+        static_cast<void>(handoffAdd(self->_loanedCompletionTokenCount, -1));
+    }
+
+    if (!AWS_leaveCriticalSection(self)) return AWS_AREA_FAILED(DDS_RETCODE_ERROR, "leave");
+    return retCode;
+}
+
+DDS_AsyncWaitSetCompletionToken *DDS_AsyncWaitSet_create_completion_token(DDS_AsyncWaitSet *self)
+{
+    if (self == nullptr) return AWS_BAD_PARAMETER(nullptr, self);
+    if (!AWS_enterCriticalSection(self)) return AWS_AREA_FAILED(nullptr, "enter");
+    DDS_AsyncWaitSetCompletionToken *token = DDS_AsyncWaitSet_loanCompletionToken(self);
+    if (token == nullptr) token = AWS_FAILED(nullptr, "loan completion token");
+    if (!AWS_leaveCriticalSection(self)) return AWS_AREA_FAILED(nullptr, "leave");
+    return token;
+}
+
+DDS_ReturnCode_t DDS_AsyncWaitSet_delete_completion_token(DDS_AsyncWaitSet *self,
+                                                          DDS_AsyncWaitSetCompletionToken *completion_token)
+{
+    if (self == nullptr) return AWS_BAD_PARAMETER(DDS_RETCODE_BAD_PARAMETER, self);
+    if (completion_token == nullptr) return AWS_BAD_PARAMETER(DDS_RETCODE_BAD_PARAMETER, completion_token);
+    if (isSentinel(completion_token)) return DDS_RETCODE_OK;
+    if (!AWS_enterCriticalSection(self)) return AWS_AREA_FAILED(DDS_RETCODE_ERROR, "enter");
+
+    DDS_ReturnCode_t retCode = DDS_RETCODE_OK;
+    if (DDS_AsyncWaitSet_returnLoanedCompletionToken(self, completion_token) != DDS_RETCODE_OK) {
+        retCode = AWS_FAILED(DDS_RETCODE_PRECONDITION_NOT_MET, "return loaned completion");
+    } else {
+        VESKInlineList_removeNodeEA(&self->_completionTokenPool, &completion_token->_loanedNode.node);
+        AWS_destroyToken(completion_token);
+    }
+
+    if (!AWS_leaveCriticalSection(self)) return AWS_AREA_FAILED(DDS_RETCODE_ERROR, "leave");
+    return retCode;
+}
+
+DDS_ReturnCode_t DDS_AsyncWaitSetCompletionToken_wait(DDS_AsyncWaitSetCompletionToken *completion_token,
+                                                      const struct DDS_Duration_t *timeout)
+{
+    if (completion_token == nullptr || isSentinel(completion_token))
+        return AWS_BAD_PARAMETER(DDS_RETCODE_BAD_PARAMETER, completion_token);
+    if (timeout == nullptr || DDS_Duration_is_valid_timeout(timeout) == 0)
+        return AWS_BAD_PARAMETER(DDS_RETCODE_BAD_PARAMETER, timeout);
+    DDS_AsyncWaitSet *const self = completion_token->_owner;
+    if (self == nullptr) return AWS_PRECONDITION(DDS_RETCODE_BAD_PARAMETER, "completionToken->_owner == ((void *)0)");
+    if (!AWS_enterCriticalSection(self)) return AWS_AREA_FAILED(DDS_RETCODE_ERROR, "enter");
+
+    AWS_stepInsideToken(completion_token);
+    const unsigned submission = completion_token->_submissionCount;
+    const bool wasProcessed = completion_token->_state == DDS_AsyncWaitSetCompletionTokenState_PROCESSED;
+    DDS_ReturnCode_t outcome = handoffRead(completion_token->retCode);  // the wait overwrites that of a processed token
+    DDS_ReturnCode_t retCode = DDS_AsyncWaitSet_waitForTaskExecutedI(self, completion_token, timeout);
+    if (retCode == DDS_RETCODE_OK) {
+        const bool isOurs = completion_token->_submissionCount == submission;
+        if (!wasProcessed) outcome = isOurs ? handoffRead(completion_token->retCode) : DDS_RETCODE_OK;
+        retCode = outcome;
+    }
+    AWS_stepOutsideToken(completion_token);
+
+    if (!AWS_leaveCriticalSection(self)) return AWS_AREA_FAILED(DDS_RETCODE_ERROR, "leave");
+    return retCode;
+}

@@ -1,0 +1,28 @@
+/// @file
+/// Token helpers of this folder: what a submission, a waiter and a deletion do to a token.
+///
+/// Protection: the critical section of the token's owner, unless a function says otherwise.
+#ifndef ASYNC_WAIT_SET_COMPLETION_TOKEN_HPP
+#define ASYNC_WAIT_SET_COMPLETION_TOKEN_HPP
+
+#include "AsyncWaitSetCompletionToken.pkg.h"
+
+/// The state that the event leads to, or INVALID.
+inline DDS_AsyncWaitSetCompletionTokenState AWS_nextTokenState(const DDS_AsyncWaitSetCompletionToken *token,
+                                                               DDS_AsyncWaitSetCompletionTokenEvent event)
+{
+    return DDS_AsyncWaitSet_g_CT_STATES[token->_state][event];
+}
+
+/// A waiter steps inside: from here on the token survives its own deletion.
+void AWS_stepInsideToken(DDS_AsyncWaitSetCompletionToken *token);
+/// The waiter steps outside, on every path; destroys the token if it was deleted meanwhile and no waiter is left.
+/// Needs no lock, because a failed area may be the reason for stepping out.
+void AWS_stepOutsideToken(DDS_AsyncWaitSetCompletionToken *token);
+/// Destroy the token now, or leave it to the waiter that is inside.
+void AWS_destroyToken(DDS_AsyncWaitSetCompletionToken *token);
+
+/// Complete a token whose request will never be executed: PROCESSED with ERROR, and its waiter told.
+DDS_ReturnCode_t AWS_completeTokenWithError(DDS_AsyncWaitSetCompletionToken *token);
+
+#endif

@@ -1,0 +1,85 @@
+/// @file
+/// The words for checks and messages of this folder. Each is an expression that prints if the gate is open and yields
+/// its first argument. File, line and function are those of the place where the word stands, so only documented
+/// operations use them.
+#ifndef ASYNC_WAIT_SET_LOG_HPP
+#define ASYNC_WAIT_SET_LOG_HPP
+
+#include "AsyncWaitSetRecords.pkg.h"
+#include "halo_runtime/zyl/ZYLLogWords.pkg.hpp"
+#include "halo_runtime/zyl/ZYLOsapiThread.pkg.h"
+
+#define AWS_SUBMODULE DDS_SUBMODULE_MASK_ASYNC_WAITSET
+
+/// A null argument that the caller must not pass.
+#define AWS_NULL(result_, argument_) AWS_PRECONDITION(result_, #argument_ " == ((void *)0)")
+/// Another rule that the caller broke; the text is the broken condition.
+#define AWS_PRECONDITION(result_, text_) ZYL_PRECONDITION(result_, AWS_SUBMODULE, text_)
+
+/// A message from the catalog.
+#define AWS_FAILED_AS(result_, message_, ...) \
+    (ZYL_PRINT(ZYL_LOG_LEVEL_WARNING, AWS_SUBMODULE, message_, __VA_ARGS__), (result_))
+/// A parameter check of a public operation; the name comes from the identifier.
+#define AWS_BAD_PARAMETER(result_, parameter_) AWS_FAILED_AS(result_, DDS_LOG_BAD_PARAMETER_s, #parameter_)
+/// Something called here failed.
+#define AWS_FAILED(result_, what_) AWS_FAILED_AS(result_, ZYL_LOG_ANY_FAILURE_s, what_)
+/// Something could not be had.
+#define AWS_GET_FAILED(result_, what_) AWS_FAILED_AS(result_, ZYL_LOG_GET_FAILURE_s, what_)
+/// Entering or leaving an exclusive area failed: "enter" or "leave".
+#define AWS_AREA_FAILED(result_, what_) AWS_FAILED_AS(result_, VESK_LOG_WORKER_EXCLUSIVE_AREA_FAILURE_s, what_)
+/// A legal call that cannot be served now.
+#define AWS_REFUSED(result_, why_) AWS_FAILED_AS(result_, ZYL_LOG_ANY_s, why_)
+/// Failed, and we carry on.
+#define AWS_WARN(what_) AWS_FAILED(static_cast<void>(0), what_)
+/// Nothing to do.
+#define AWS_NOTICE(result_, why_) (ZYL_PRINT(ZYL_LOG_LEVEL_NOTICE, AWS_SUBMODULE, ZYL_LOG_ANY_s, why_), (result_))
+
+/// The nesting rule refuses: `kind_` names the kind of wait set in the text.
+#define AWS_DEAD_LOCK_RISK(result_, kind_, self_, thread_)                                                          \
+    (ZYL_PRINT_TEXT(ZYL_LOG_LEVEL_WARNING, AWS_SUBMODULE,                                                           \
+                    "%s: tid %llu dead lock risk: cannot enter " kind_ " of level %d from " kind_ " of level %d\n", \
+                    __func__, static_cast<unsigned long long>((thread_)->_threadId), (self_)->_property.level,      \
+                    (thread_)->_owner->_property.level),                                                            \
+     (result_))
+
+/// Leadership that could not be taken or given up; printed also when the worker's activity is of a chosen category.
+#define AWS_LEADERSHIP_FAILED(result_, worker_, message_)                                                              \
+    ((ZYLLog_isEnabled(ZYL_LOG_LEVEL_WARNING, AWS_SUBMODULE) || AWS_isActivityLogged(worker_))                         \
+         ? ZYLLogMessageParamString_printWithParams(ZYL_LOG_INSTRUMENT_NONE, ZYL_LOG_LEVEL_WARNING,                    \
+                                                    ZYL_LOG_MODULE_DDS, ZYLLog_baseName(__FILE__), __LINE__, __func__, \
+                                                    &(message_), "Pool synchronizer EA.")                              \
+         : static_cast<void>(0),                                                                                       \
+     (result_))
+
+/// A pool thread did something: two prints that become one line. Nothing for a null thread.
+#define AWS_TRACE_THREAD(thread_, text_) AWS_TRACE_THREAD_AS(thread_, ZYL_LOG_LEVEL_TRACE, "%s\n", text_)
+/// The same with a second level and a format.
+#define AWS_TRACE_THREAD_AS(thread_, level_, ...)                                                               \
+    do {                                                                                                        \
+        if (ZYLLog_isEnabled(ZYL_LOG_LEVEL_TRACE | (level_), AWS_SUBMODULE)) {                                  \
+            const DDS_AsyncWaitSetThread *const tracedThread = (thread_);                                       \
+            if (tracedThread != nullptr) {                                                                      \
+                ZYL_PRINT_TEXT(ZYL_LOG_LEVEL_TRACE, AWS_SUBMODULE, "[AWS|%s]: ", AWS_threadName(tracedThread)); \
+                ZYL_PRINT_TEXT(level_, AWS_SUBMODULE, __VA_ARGS__);                                             \
+            }                                                                                                   \
+        }                                                                                                       \
+    } while (false)
+/// A public operation sends a request.
+#define AWS_TRACE_CALL(text_)                                              \
+    ZYL_PRINT_TEXT(ZYL_LOG_LEVEL_TRACE, AWS_SUBMODULE, "[AWS|%llu]: %s\n", \
+                   static_cast<unsigned long long>(ZYLOsapiThread_getCurrentThreadID()), text_)
+
+/// The thread's name for a message.
+inline const char *AWS_threadName(const DDS_AsyncWaitSetThread *thread)
+{
+    return thread->_threadName != nullptr ? thread->_threadName : "";
+}
+
+/// Whether the worker is doing something of a category that is logged at level 2.
+inline bool AWS_isActivityLogged(const VESKWorker *worker)
+{
+    return worker != nullptr && worker->_activityContext != nullptr &&
+           (worker->_activityContext->category & ZYLLog_g_categoryMask[ZYL_LOG_LEVEL_WARNING]) != 0;
+}
+
+#endif

@@ -1,0 +1,124 @@
+/// @file
+/// The registry: the attached conditions in dispatch order, the dispatch cursor, and an internal walk.
+///
+/// Protection: the registry turn (AsyncWaitSetLocks.hpp). The public query reads the plain wait set instead and may be
+/// called from any thread.
+#include "AsyncWaitSet.pkg.h"
+#include "AsyncWaitSetLocks.hpp"
+#include "AsyncWaitSetLog.hpp"
+
+namespace {
+
+/// A record is its own node.
+DDS_AWSConditionInfo *recordOf(VESKInlineListNode *node)
+{
+    return reinterpret_cast<DDS_AWSConditionInfo *>(node);
+}
+
+DDS_AWSConditionInfo *next(const DDS_AWSConditionInfo *info)
+{
+    return recordOf(VESKInlineListNode_getNext(&info->_node));
+}
+
+}  // namespace
+
+AWSRegistryTurn AWS_registryTurn;
+
+DDS_AWSConditionInfo *DDS_AsyncWaitSet_lookUpConditionInfo(DDS_AsyncWaitSet *self, DDS_Condition *condition)
+{
+    if (self == nullptr) return AWS_NULL(nullptr, self);
+    if (condition == nullptr) return AWS_NULL(nullptr, condition);
+    AWS_claimRegistryTurn();  // The caller's.
+    DDS_AWSConditionInfo *info = recordOf(VESKInlineList_getFirst(&self->_conditionInfoList));
+    while (info != nullptr && info->_condition != condition) info = next(info);
+    return info;
+}
+
+int DDS_AsyncWaitSet_isHandlerAttached(DDS_AsyncWaitSet *self, DDS_Condition *condition)
+{
+    if (self == nullptr) return AWS_NULL(0, self);
+    return DDS_AsyncWaitSet_lookUpConditionInfo(self, condition) != nullptr ? 1 : 0;
+}
+
+void DDS_AsyncWaitSet_addConditionInfo(DDS_AsyncWaitSet *self, DDS_AWSConditionInfo *conditionInfo)
+{
+    if (self == nullptr) return AWS_NULL(static_cast<void>(0), self);
+    if (conditionInfo == nullptr) return AWS_NULL(static_cast<void>(0), conditionInfo);
+    AWS_claimRegistryTurn();  // The caller's: an attach on its last execution.
+    if (VESKInlineList_isNodeInList(&self->_conditionInfoList, &conditionInfo->_node) != 0)
+        return AWS_PRECONDITION(static_cast<void>(0),
+                                "VESKInlineList_isNodeInList(&self->_conditionInfoList, handlerInfoAsNode)");
+
+    const void *const newData = DDS_Condition_get_handler(conditionInfo->_condition).handler_data;
+    for (DDS_AWSConditionInfo *info = recordOf(VESKInlineList_getFirst(&self->_conditionInfoList)); info != nullptr;
+         info = next(info)) {
+        const void *const data = DDS_Condition_get_handler(info->_condition).handler_data;
+        if (self->_compareConditionHandler(newData, data, self->_compareUserData) < 0)
+            return VESKInlineList_addNodeBeforeEA(&self->_conditionInfoList, &info->_node, &conditionInfo->_node);
+    }
+    VESKInlineList_addNodeToBackEA(&self->_conditionInfoList, &conditionInfo->_node);
+}
+
+void DDS_AsyncWaitSet_removeConditionInfo(DDS_AsyncWaitSet *self, DDS_AWSConditionInfo *conditionInfo)
+{
+    if (self == nullptr) return AWS_NULL(static_cast<void>(0), self);
+    if (conditionInfo == nullptr) return AWS_NULL(static_cast<void>(0), conditionInfo);
+    AWS_claimRegistryTurn();  // The caller's: an attach or detach on its last execution.
+    if (VESKInlineList_isNodeInList(&self->_conditionInfoList, &conditionInfo->_node) == 0)
+        return AWS_PRECONDITION(static_cast<void>(0),
+                                "!VESKInlineList_isNodeInList( &self->_conditionInfoList, &conditionInfo->_node)");
+
+    if (self->_nextConditionInfo == conditionInfo) self->_nextConditionInfo = next(conditionInfo);
+    VESKInlineList_removeNodeEA(&self->_conditionInfoList, &conditionInfo->_node);
+}
+
+void DDS_AsyncWaitSet_start_condition_iteratorI(DDS_AsyncWaitSet *self)
+{
+    if (self == nullptr) return AWS_BAD_PARAMETER(static_cast<void>(0), self);
+    AWS_claimRegistryTurn();  // The caller keeps attach and detach away until the walk has ended.
+    self->_conditionIterator = recordOf(VESKInlineList_getFirst(&self->_conditionInfoList));
+}
+
+DDS_Condition *DDS_AsyncWaitSet_get_next_conditionI(DDS_AsyncWaitSet *self)
+{
+    if (self == nullptr) return AWS_BAD_PARAMETER(nullptr, self);
+    AWS_claimRegistryTurn();  // As above.
+    const DDS_AWSConditionInfo *const info = self->_conditionIterator;
+    if (info == nullptr) return nullptr;
+    self->_conditionIterator = next(info);
+    return info->_condition;
+}
+
+DDS_ReturnCode_t DDS_AsyncWaitSet_get_conditions(DDS_AsyncWaitSet *self, struct DDS_ConditionSeq *attached_conditions)
+{
+    if (self == nullptr) return AWS_BAD_PARAMETER(DDS_RETCODE_BAD_PARAMETER, self);
+    if (attached_conditions == nullptr) return AWS_BAD_PARAMETER(DDS_RETCODE_BAD_PARAMETER, attached_conditions);
+
+    static_cast<void>(DDS_ConditionSeq_set_length(attached_conditions, 0));
+    DDS_ReturnCode_t retCode = DDS_RETCODE_OK;
+    const int attachedCount = DDS_WaitSet_start_conditions_iteratorI(self->_sharedWaitSet, 0);
+    if (attachedCount > 0 && DDS_ConditionSeq_set_maximum(attached_conditions, attachedCount) == DDS_BOOLEAN_FALSE)
+        retCode = AWS_FAILED(DDS_RETCODE_ERROR, "set maximum in attach_conditions sequence");
+
+    const DDS_Condition *const doorbell = DDS_CountingCondition_as_condition(self->_taskCondition);
+    DDS_UnsignedLong count = 0;
+    while (attachedCount > 0 && retCode == DDS_RETCODE_OK) {
+        DDS_Condition *const condition = DDS_WaitSet_get_next_conditionI(self->_sharedWaitSet, 0);
+        if (condition == nullptr) break;
+        if (condition == doorbell) continue;
+        if (DDS_ConditionSeq_set_length(attached_conditions, count + 1) == DDS_BOOLEAN_FALSE) {
+            retCode = AWS_FAILED(DDS_RETCODE_ERROR, "ensure length in attach_conditions sequence");
+            break;
+        }
+        DDS_Condition_ptr *const currentCondition =
+            DDS_ConditionSeq_get_reference(attached_conditions, static_cast<DDS_Long>(count));
+        if (currentCondition == nullptr) {
+            retCode = AWS_NULL(DDS_RETCODE_ERROR, currentCondition);
+            break;
+        }
+        *currentCondition = condition;
+        count += 1;
+    }
+    DDS_WaitSet_end_conditions_iteratorI(self->_sharedWaitSet);
+    return retCode;
+}

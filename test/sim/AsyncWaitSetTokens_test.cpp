@@ -1,0 +1,137 @@
+// Replaces: DDS_WaitSet_attach_condition
+/// @file
+/// Completion tokens under every schedule: outcomes, time-outs, reuse and deletion beside a waiter.
+#include "AwsScenario.hpp"
+
+namespace {
+
+class Tokens : public testing::TestWithParam<DDS_UnsignedLong> {};
+INSTANTIATE_TEST_SUITE_P(PoolOf, Tokens, testing::Values(1U, 2U, 3U));
+
+bool failsToAttach = false;
+
+}  // namespace
+
+extern "C" DDS_ReturnCode_t __real_DDS_WaitSet_attach_condition(DDS_WaitSet *self, DDS_Condition *condition);
+extern "C" DDS_ReturnCode_t __wrap_DDS_WaitSet_attach_condition(DDS_WaitSet *self, DDS_Condition *condition);
+extern "C" DDS_ReturnCode_t __wrap_DDS_WaitSet_attach_condition(DDS_WaitSet *self, DDS_Condition *condition)
+{
+    if (failsToAttach) return DDS_RETCODE_OUT_OF_RESOURCES;
+    return __real_DDS_WaitSet_attach_condition(self, condition);
+}
+
+TEST_P(Tokens, the_failure_of_the_last_execution_is_never_hidden_by_an_earlier_one)
+{
+    forEachSeed(scenarioSeeds, [] {
+        const Quiet quiet;
+        HandledGuard guard;
+        const ScenarioWaitSet aws(GetParam());
+        EXPECT_EQ(DDS_AsyncWaitSet_start(aws), DDS_RETCODE_OK);
+        failsToAttach = true;
+        EXPECT_EQ(DDS_AsyncWaitSet_attach_condition(aws, guard.condition()), DDS_RETCODE_OUT_OF_RESOURCES);
+        failsToAttach = false;
+        EXPECT_EQ(DDS_AsyncWaitSet_stop(aws), DDS_RETCODE_OK);
+    });
+}
+
+TEST_P(Tokens, the_last_execution_is_one_thread_s_alone)
+{
+    forEachSeed(scenarioSeeds, [] {
+        RecordingListener listener;
+        const DDS_AsyncWaitSetListener callbacks = listener.listener();
+        HandledGuard guards[3];
+        const ScenarioWaitSet aws(GetParam(), 1, &callbacks);
+        EXPECT_EQ(DDS_AsyncWaitSet_start_with_completion_token(aws, ignoreToken()), DDS_RETCODE_OK);
+        for (HandledGuard &guard : guards)
+            EXPECT_EQ(DDS_AsyncWaitSet_attach_condition_with_completion_token(aws, guard.condition(), ignoreToken()),
+                      DDS_RETCODE_OK);
+        for (HandledGuard &guard : guards)
+            EXPECT_EQ(DDS_AsyncWaitSet_detach_condition_with_completion_token(aws, guard.condition(), ignoreToken()),
+                      DDS_RETCODE_OK);
+        EXPECT_EQ(DDS_AsyncWaitSet_stop(aws), DDS_RETCODE_OK);
+        EXPECT_EQ(listener.count("attached"), 3);
+        EXPECT_EQ(listener.count("detached"), 3);
+    });
+}
+
+TEST_P(Tokens, a_wait_that_timed_out_can_be_repeated)
+{
+    forEachSeed(scenarioSeeds, [] {
+        Signal entered;
+        Signal release;
+        HandledGuard slow([&](HandledGuard &) {
+            entered.give();
+            release.take();
+        });
+        HandledGuard guard;
+        const ScenarioWaitSet aws(GetParam());
+        ScenarioToken token(aws);
+        EXPECT_EQ(DDS_AsyncWaitSet_attach_condition(aws, slow.condition()), DDS_RETCODE_OK);
+        EXPECT_EQ(DDS_AsyncWaitSet_start(aws), DDS_RETCODE_OK);
+        slow.trigger();
+        entered.take();
+        EXPECT_EQ(DDS_AsyncWaitSet_attach_condition_with_completion_token(aws, guard.condition(), token),
+                  DDS_RETCODE_OK);
+        const DDS_Duration_t short_wait = {0, 1000000};
+        EXPECT_EQ(DDS_AsyncWaitSetCompletionToken_wait(token, &short_wait), DDS_RETCODE_TIMEOUT);
+        release.give();
+        DDS_ReturnCode_t retCode = DDS_RETCODE_TIMEOUT;
+        while (retCode == DDS_RETCODE_TIMEOUT) retCode = DDS_AsyncWaitSetCompletionToken_wait(token, &short_wait);
+        EXPECT_EQ(retCode, DDS_RETCODE_OK);
+        EXPECT_EQ(DDS_AsyncWaitSet_stop(aws), DDS_RETCODE_OK);
+        EXPECT_EQ(DDS_AsyncWaitSet_detach_condition(aws, slow.condition()), DDS_RETCODE_OK);
+        EXPECT_EQ(DDS_AsyncWaitSet_detach_condition(aws, guard.condition()), DDS_RETCODE_OK);
+    });
+}
+
+TEST_P(Tokens, a_token_can_be_deleted_while_its_waiter_is_still_leaving)
+{
+    forEachSeed(scenarioSeeds, [] {
+        const Quiet quiet;
+        HandledGuard guard;
+        const ScenarioWaitSet aws(GetParam());
+        EXPECT_EQ(DDS_AsyncWaitSet_start(aws), DDS_RETCODE_OK);
+        DDS_AsyncWaitSetCompletionToken *const token = DDS_AsyncWaitSet_create_completion_token(aws);
+        EXPECT_EQ(DDS_AsyncWaitSet_attach_condition_with_completion_token(aws, guard.condition(), token),
+                  DDS_RETCODE_OK);
+        Signal begun;
+        {
+            SimThread waiter("waiter",
+                             [&] { EXPECT_EQ(DDS_AsyncWaitSetCompletionToken_wait(token, &forever), DDS_RETCODE_OK); });
+            // Deleting needs a request that is done, and must not come before the waiter's call.
+            while (token->_isWaiting == 0 && token->_state == DDS_AsyncWaitSetCompletionTokenState_QUEUED)
+                platform::yield();
+            if (token->_isWaiting == 0) waiter.join();
+            while (DDS_AsyncWaitSet_delete_completion_token(aws, token) != DDS_RETCODE_OK) platform::yield();
+        }
+        EXPECT_EQ(aws->_loanedCompletionTokenCount, 0);
+        EXPECT_EQ(DDS_AsyncWaitSet_stop(aws), DDS_RETCODE_OK);
+        EXPECT_EQ(DDS_AsyncWaitSet_detach_condition(aws, guard.condition()), DDS_RETCODE_OK);
+    });
+}
+
+TEST_P(Tokens, a_token_that_is_submitted_again_beside_its_waiter_keeps_its_new_state)
+{
+    forEachSeed(scenarioSeeds, [] {
+        const Quiet quiet;
+        HandledGuard guard;
+        const ScenarioWaitSet aws(GetParam());
+        EXPECT_EQ(DDS_AsyncWaitSet_start(aws), DDS_RETCODE_OK);
+        ScenarioToken token(aws);
+        EXPECT_EQ(DDS_AsyncWaitSet_attach_condition_with_completion_token(aws, guard.condition(), token),
+                  DDS_RETCODE_OK);
+        {
+            SimThread waiter("waiter", [&] {
+                const DDS_ReturnCode_t retCode = token.wait();
+                EXPECT_EQ(retCode, DDS_RETCODE_OK);
+            });
+            while (DDS_AsyncWaitSet_detach_condition_with_completion_token(aws, guard.condition(), token) !=
+                   DDS_RETCODE_OK)
+                platform::yield();
+        }
+        // The second request is done only when the pool says so, not when the first waiter left.
+        EXPECT_EQ(DDS_AsyncWaitSet_stop(aws), DDS_RETCODE_OK);
+        EXPECT_EQ(token.wait(), DDS_RETCODE_OK);
+        EXPECT_EQ(aws->_conditionInfoList._size, 0);
+    });
+}

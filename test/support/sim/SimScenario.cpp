@@ -1,0 +1,90 @@
+/// @file
+/// See SimScenario.hpp.
+#include "sim/SimScenario.hpp"
+
+#include <gtest/gtest.h>
+
+#include <cinttypes>
+#include <cstdio>
+#include <cstdlib>
+#include <utility>
+
+#include "halo_runtime/platform/sim/Simulation.hpp"
+
+namespace {
+
+/// The value of an environment variable that holds a number.
+/// Returns: false when it is not set.
+bool readNumber(const char *variable, std::uint64_t &numberOut)
+{
+    const char *text = std::getenv(variable);
+    if (text == nullptr || *text == '\0') return false;
+    char *end = nullptr;
+    numberOut = std::strtoull(text, &end, 10);
+    EXPECT_EQ(*end, '\0') << variable << " is not a number: " << text;
+    return *end == '\0';
+}
+
+/// Returns: whether the body holds under the seed.
+bool runSeed(std::uint64_t seed, bool isReplay, const std::function<void()> &body)
+{
+    sim::Options options;
+    options.seed = seed;
+    std::uint64_t isTraced = 0;
+    options.isTraced = isReplay && readNumber("ASYNCWAITSET_TRACE", isTraced) && isTraced != 0;
+    const sim::Result result = sim::run(options, body);
+    if (isReplay) {
+        std::printf("seed %" PRIu64 ": trace hash %016" PRIx64 ", %" PRIu64 " steps, %" PRId64 " ns\n", seed,
+                    result.traceHash, result.steps, result.virtualTime_ns);
+    }
+    if (result.failure.empty() && !testing::Test::HasFailure()) return true;
+    const testing::TestInfo *test = testing::UnitTest::GetInstance()->current_test_info();
+    ADD_FAILURE() << "under seed " << seed << " (trace hash " << std::hex << result.traceHash << std::dec << ", "
+                  << result.steps
+                  << " steps): " << (result.failure.empty() ? std::string("an assertion failed") : result.failure)
+                  << "\nreplay: ./run sim " << test->test_suite_name() << "." << test->name() << " --seed " << seed;
+    return false;
+}
+
+}  // namespace
+
+void forEachSeed(int seeds, const std::function<void()> &body)
+{
+    std::uint64_t seed = 0;
+    const bool isReplay = readNumber("ASYNCWAITSET_SEED", seed);
+    std::uint64_t count = static_cast<std::uint64_t>(seeds);
+    readNumber("ASYNCWAITSET_SEEDS", count);
+    if (testing::Test::HasFailure()) return;
+    if (!runSeed(0, isReplay && seed == 0, body)) return;
+    if (isReplay) {
+        if (seed != 0) runSeed(seed, true, body);
+        return;
+    }
+    for (seed = 1; seed <= count && runSeed(seed, false, body); ++seed) {
+    }
+}
+
+SimThread::SimThread(const char *name, std::function<void()> body) : _body(std::move(body)), _thread(nullptr)
+{
+    platform::ThreadSettings settings;
+    settings.name = name;
+    const auto runBody = [](void *argument) -> void * {
+        static_cast<SimThread *>(argument)->_body();
+        return nullptr;
+    };
+    _thread = platform::createThread(settings, runBody, this, nullptr);
+    EXPECT_NE(_thread, nullptr) << "no thread " << name;
+}
+
+SimThread::~SimThread()
+{
+    join();
+}
+
+void SimThread::join()
+{
+    if (_thread == nullptr) return;
+    platform::Thread *thread = _thread;
+    _thread = nullptr;
+    platform::joinThread(thread);
+}

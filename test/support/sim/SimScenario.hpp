@@ -1,0 +1,38 @@
+/// @file
+/// What tests of schedules are written with: a body that runs under many seeds, and threads for it.
+#ifndef SIM_SCENARIO_HPP
+#define SIM_SCENARIO_HPP
+
+#include <functional>
+#include <string>
+
+#include "halo_runtime/platform/Platform.hpp"
+
+/// Run the body under the seeds 1 to `seeds`, after once under seed 0, so that what the program makes only once is
+/// there under each of them. Stops at the first seed under which the run or an assertion fails, and says how to replay
+/// it.
+///
+/// Environment: ASYNCWAITSET_SEED=N runs that seed alone and prints its trace hash and number of steps (with
+/// ASYNCWAITSET_TRACE=1, each step as well); ASYNCWAITSET_SEEDS=N replaces `seeds`.
+void forEachSeed(int seeds, const std::function<void()> &body);
+
+/// A thread for a scope.
+class SimThread {
+public:
+    SimThread(const char *name, std::function<void()> body);
+    /// Joins.
+    ~SimThread();
+    SimThread(const SimThread &) = delete;
+    SimThread &operator=(const SimThread &) = delete;
+
+    /// Wait until the thread has ended; once is enough.
+    void join();
+
+    platform::Thread *handle() const { return _thread; }
+
+private:
+    std::function<void()> _body;
+    platform::Thread *_thread;
+};
+
+#endif

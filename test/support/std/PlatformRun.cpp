@@ -1,0 +1,8 @@
+/// @file
+/// On real threads a body just runs.
+#include "PlatformRun.hpp"
+
+void onPlatform(const std::function<void()> &body)
+{
+    body();
+}

@@ -1,5 +1,5 @@
 /// @file
-/// Completion tokens: the state table, the semaphore token, lending, returning, creating, deleting, waiting.
+/// Completion tokens: the state table, the special tokens, lending, returning, creating, deleting, waiting.
 ///
 /// Protection: token fields and the pool of idle tokens belong to the owner's critical section, which every operation
 /// here enters and leaves. A waiter blocks outside of it.
@@ -8,7 +8,6 @@
 #include "AsyncWaitSet.pkg.h"
 #include "AsyncWaitSetLocks.hpp"
 #include "AsyncWaitSetLog.hpp"
-#include "halo_runtime/zyl/ZYLOsapiHeap.pkg.h"
 #include "halo_runtime/zyl/ZYLTime.pkg.h"
 
 namespace {
@@ -18,40 +17,6 @@ namespace {
 /// Bits of a token's waiter mark: whether it was deleted, and the number of waiter frames inside.
 constexpr int deletedMark = 1;
 constexpr int oneWaiter = 2;
-
-DDS_SemaphoreAsyncWaitSetCompletionToken *semaphoreToken(DDS_AsyncWaitSetCompletionToken *token)
-{
-    return reinterpret_cast<DDS_SemaphoreAsyncWaitSetCompletionToken *>(token);
-}
-
-DDS_ReturnCode_t returnCodeOf(int semaphoreStatus)
-{
-    if (semaphoreStatus == ZYL_OSAPI_SEMAPHORE_STATUS_OK) return DDS_RETCODE_OK;
-    return semaphoreStatus == ZYL_OSAPI_SEMAPHORE_STATUS_TIMEOUT ? DDS_RETCODE_TIMEOUT : DDS_RETCODE_ERROR;
-}
-
-/// Make the next wait block until the next notify, even if an earlier notification was never waited for.
-DDS_ReturnCode_t resetSemaphoreToken(void *handlerData, DDS_AsyncWaitSetCompletionToken *token)
-{
-    static_cast<void>(handlerData);
-    return returnCodeOf(ZYLOsapiSemaphore_drain(semaphoreToken(token)->_semaphore));
-}
-
-/// Release a waiter, or let the next one pass. The notifier is inside the critical section, and the waiter enters it
-/// before it touches the token again, so the semaphore outlives this call.
-DDS_ReturnCode_t notifySemaphoreToken(void *handlerData, DDS_AsyncWaitSetCompletionToken *token)
-{
-    static_cast<void>(handlerData);
-    return returnCodeOf(ZYLOsapiSemaphore_give(semaphoreToken(token)->_semaphore));
-}
-
-/// Blocks.
-DDS_ReturnCode_t waitForSemaphoreToken(void *handlerData, DDS_AsyncWaitSetCompletionToken *token,
-                                       const struct ZYLNtpTime *timeout)
-{
-    static_cast<void>(handlerData);
-    return returnCodeOf(ZYLOsapiSemaphore_take(semaphoreToken(token)->_semaphore, timeout));
-}
 
 bool isSentinel(const DDS_AsyncWaitSetCompletionToken *token)
 {
@@ -101,32 +66,6 @@ DDS_ReturnCode_t AWS_completeTokenWithError(DDS_AsyncWaitSetCompletionToken *tok
     handoffWrite(token->retCode, DDS_RETCODE_ERROR);
     token->_state = DDS_AsyncWaitSetCompletionTokenState_PROCESSED;
     return token->_handler.notify(token->_handler.handlerData, token);
-}
-
-DDS_AsyncWaitSetCompletionToken *DDS_SemaphoreAsyncWaitSetCompletionToken_new(DDS_AsyncWaitSet *self)
-{
-    auto *const token = ZYLOsapiHeap_allocateStructure<DDS_SemaphoreAsyncWaitSetCompletionToken>(
-        "DDS_SemaphoreAsyncWaitSetCompletionToken");
-    if (token == nullptr) return nullptr;
-    *token = {};
-    token->_semaphore = ZYLOsapiSemaphore_new("completion token");
-    if (token->_semaphore == nullptr) {
-        ZYLOsapiHeap_freeStructure(token);
-        return nullptr;
-    }
-    DDS_AsyncWaitSetCompletionToken *const parent = &token->_parent;
-    parent->_state = DDS_AsyncWaitSetCompletionTokenState_READY;
-    parent->_owner = self;
-    parent->_handler = {nullptr, resetSemaphoreToken, notifySemaphoreToken, waitForSemaphoreToken};
-    VESKInlineListNode_init(&parent->_loanedNode.node);
-    parent->_loanedNode.userData = parent;
-    return parent;
-}
-
-void DDS_SemaphoreAsyncWaitSetCompletionToken_delete(DDS_AsyncWaitSetCompletionToken *token)
-{
-    ZYLOsapiSemaphore_delete(semaphoreToken(token)->_semaphore);
-    ZYLOsapiHeap_freeStructure(semaphoreToken(token));
 }
 
 DDS_AsyncWaitSetCompletionToken *DDS_AsyncWaitSet_loanCompletionToken(DDS_AsyncWaitSet *self)
@@ -227,6 +166,7 @@ DDS_ReturnCode_t DDS_AsyncWaitSetCompletionToken_wait(DDS_AsyncWaitSetCompletion
         const bool isOurs = completion_token->_submissionCount == submission;
         if (!wasProcessed) outcome = isOurs ? handoffRead(completion_token->retCode) : DDS_RETCODE_OK;
         retCode = outcome;
+        completion_token->_waitOutcome = outcome;
     }
     AWS_stepOutsideToken(completion_token);
 

@@ -61,9 +61,10 @@ struct DDS_AsyncWaitSetCompletionTokenImpl {
     struct VESKInlineListUserDataNode _loanedNode;           ///< Link in the owner's pool of idle tokens.
     DDS_ReturnCode_t retCode ZYL_SHARED;                     ///< Outcome of the last request, written by its task.
 
-    unsigned _submissionCount;   ///< Tells a waiter whether its request is still the token's last one.
-    int _isRequestMissing;       ///< The last submission was accepted, but its request could not be built.
-    int _waiterMark ZYL_SHARED;  ///< Waiters inside, and whether the token was deleted under them.
+    unsigned _submissionCount;      ///< Tells a waiter whether its request is still the token's last one.
+    int _isRequestMissing;          ///< The last submission was accepted, but its request could not be built.
+    int _waiterMark ZYL_SHARED;     ///< Waiters inside, and whether the token was deleted under them.
+    DDS_ReturnCode_t _waitOutcome;  ///< What a wait that succeeded brought; OK as long as there was none.
 };
 
 /// The concrete token.

@@ -49,9 +49,9 @@ void DDS_AsyncWaitSet_addConditionInfo(DDS_AsyncWaitSet *self, DDS_AWSConditionI
         return AWS_PRECONDITION(static_cast<void>(0),
                                 "VESKInlineList_isNodeInList(&self->_conditionInfoList, handlerInfoAsNode)");
 
-    const void *const newData = DDS_Condition_get_handler(conditionInfo->_condition).handler_data;
     for (DDS_AWSConditionInfo *info = recordOf(VESKInlineList_getFirst(&self->_conditionInfoList)); info != nullptr;
          info = next(info)) {
+        const void *const newData = DDS_Condition_get_handler(conditionInfo->_condition).handler_data;
         const void *const data = DDS_Condition_get_handler(info->_condition).handler_data;
         if (self->_compareConditionHandler(newData, data, self->_compareUserData) < 0)
             return VESKInlineList_addNodeBeforeEA(&self->_conditionInfoList, &info->_node, &conditionInfo->_node);

@@ -41,6 +41,7 @@ void beginSubmission(DDS_AsyncWaitSetCompletionToken *token)
     handoffWrite(token->retCode, DDS_RETCODE_ERROR);
     token->_submissionCount += 1;
     token->_isRequestMissing = 0;
+    token->_waitOutcome = DDS_RETCODE_OK;
 }
 
 /// Give back a lent token whose submission was refused or failed: nothing will ever be told to it.
@@ -48,14 +49,6 @@ void giveBackUnused(DDS_AsyncWaitSet *self, DDS_AsyncWaitSetCompletionToken *tok
 {
     token->_state = DDS_AsyncWaitSetCompletionTokenState_READY;
     static_cast<void>(DDS_AsyncWaitSet_returnLoanedCompletionToken(self, token));
-}
-
-/// Whether the token's request has been processed and its waiter has left properly. Takes the critical section.
-bool isDone(DDS_AsyncWaitSet *self, const DDS_AsyncWaitSetCompletionToken *token)
-{
-    if (!AWS_enterCriticalSection(self)) return false;
-    const bool isProcessed = token->_state == DDS_AsyncWaitSetCompletionTokenState_PROCESSED && token->_isWaiting == 0;
-    return AWS_leaveCriticalSection(self) && isProcessed;
 }
 
 }  // namespace
@@ -219,7 +212,7 @@ DDS_ReturnCode_t DDS_AsyncWaitSet_submit_task(DDS_AsyncWaitSet *self, struct DDS
     retCode = DDS_AsyncWaitSetCompletionToken_wait(token, &DDS_DURATION_INFINITE);
     if (retCode != DDS_RETCODE_OK) {
         AWS_WARN("wait for request completion");
-        if (!isDone(self, token)) return retCode;  // the wait itself failed: the token is kept
+        if (retCode != token->_waitOutcome) return retCode;  // the wait itself failed: the token is kept
     }
     const DDS_ReturnCode_t returnCode = DDS_AsyncWaitSet_returnLoanedCompletionToken(self, token);
     if (returnCode != DDS_RETCODE_OK) AWS_WARN("return loaned token");

@@ -2,6 +2,7 @@
 /// Starts that fail partway: what they leave behind never hangs, whatever comes next.
 #include "AwsScenario.hpp"
 #include "halo_runtime/dds/DDS_DomainParticipantFactory.pkg.h"
+#include "halo_runtime/zyl/ZYLShared.pkg.hpp"
 
 namespace {
 
@@ -58,6 +59,22 @@ TEST_P(FailedStart, its_own_token_is_completed_with_an_error_and_the_wait_set_ca
         EXPECT_EQ(DDS_AsyncWaitSet_start_with_completion_token(aws, token), DDS_RETCODE_ERROR);
         EXPECT_EQ(DDS_AsyncWaitSet_is_started(aws), DDS_BOOLEAN_FALSE);
         EXPECT_EQ(token.wait(), DDS_RETCODE_ERROR);
+    });
+}
+
+TEST_P(FailedStart, the_created_threads_finish_the_request_without_the_missing_ones)
+{
+    forEachSeed(scenarioSeeds, [] {
+        const Quiet quiet;
+        FailingFactory failing(failingIndex());
+        const DDS_ThreadFactory factory = failing.factory();
+        RecordingListener listener;
+        const DDS_AsyncWaitSetListener callbacks = listener.listener();
+        const ScenarioWaitSet aws(propertyOf(poolSize()), &callbacks, &factory);
+        EXPECT_EQ(DDS_AsyncWaitSet_start_with_completion_token(aws, ignoreToken()), DDS_RETCODE_ERROR);
+        while (DDS_CountingCondition_get_count(aws->_taskCondition) != 0) platform::yield();
+        EXPECT_EQ(listener.count("spawned"), failingIndex());
+        EXPECT_EQ(handoffRead(aws->_queuedRequestCount), 0);
     });
 }
 

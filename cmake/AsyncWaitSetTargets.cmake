@@ -2,8 +2,13 @@
 
 # The warnings that this project is clean under, for a target of this project.
 function(asyncwaitset_warnings target)
+    set(instrumented OFF)
+    if(ASYNCWAITSET_SANITIZE)
+        set(instrumented ON)
+    endif()
     target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wconversion -Wshadow
-        $<$<BOOL:${ASYNCWAITSET_WERROR}>:-Werror>
+        # Instrumented code makes g++ 12 warn about the standard library's strings, so it is not where warnings fail.
+        $<$<AND:$<BOOL:${ASYNCWAITSET_WERROR}>,$<NOT:$<BOOL:${instrumented}>>>:-Werror>
         # File names in messages do not depend on where the tree lies.
         -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=)
     if(ASYNCWAITSET_SANITIZE)

@@ -33,7 +33,7 @@ void claimRequests(DDS_AsyncWaitSet *self, DDS_AsyncWaitSetThread *thread, VESKI
     for (DDS_AWSTaskInfo *taskInfo = AWS_firstRequest(self); taskInfo != nullptr;
          taskInfo = AWS_requestOf(VESKInlineListNode_getNext(&taskInfo->_node))) {
         VESKInlineList_addNodeToBackEA(claimed, &taskInfo->_threadNodes[thread->index].node);
-        taskInfo->_isClaimed = 1;
+        if (taskInfo->_isClaimed == 0) taskInfo->_isClaimed = 1;  // earlier claimants read it without the section
         if (handoffAdd(taskInfo->_executionCount, 1) == self->_property.thread_pool_size)
             handoffWrite(taskInfo->_lastClaimant, thread);
         thread->_mustClaimStart = 0;

@@ -66,6 +66,14 @@ DDS_AsyncWaitSetCompletionToken *firstIdleToken(const DDS_AsyncWaitSet *self) ZY
         reinterpret_cast<const VESKInlineListUserDataNode *>(node)->userData);
 }
 
+/// A start whose wait failed has left its threads running: they have to be stopped like those of any other start.
+void reclaimAbandonedPool(DDS_AsyncWaitSet *self) ZYL_NOT_ANALYZED  // Nobody else is left.
+{
+    if (self->_isPoolAbandoned == 0) return;
+    self->_isPoolAbandoned = 0;
+    handoffWrite(self->_isStarted, 1);
+}
+
 /// Join every pool thread and release the records. Threads that a failed start left behind rest at the barrier, which
 /// lets them go. Blocks.
 void releaseThreadPool(DDS_AsyncWaitSet *self) ZYL_NOT_ANALYZED  // Nobody else is left.
@@ -201,6 +209,7 @@ DDS_ReturnCode_t DDS_AsyncWaitSet_finalize(DDS_AsyncWaitSet *self)
                              "AsyncWaitSet. There are alive completion tokens created from this object.");
 
     DDS_ReturnCode_t retCode = DDS_RETCODE_ERROR;
+    reclaimAbandonedPool(self);
     if (DDS_AsyncWaitSet_is_started(self) != DDS_BOOLEAN_FALSE) {
         retCode =
             DDS_AsyncWaitSet_stop_with_completion_token(self, DDS_ASYNC_WAITSET_COMPLETION_TOKEN_USE_IMPLICIT_AND_WAIT);

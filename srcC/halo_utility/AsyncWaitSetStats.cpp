@@ -7,6 +7,21 @@
 #include "AsyncWaitSetLog.hpp"
 #include "dds_c/dds_c_asyncwaitset_impl.h"
 
+namespace {
+
+/// Set the length, with room for `maximum` elements. A length of 0 alone would make none; a lent buffer keeps the room
+/// that it has. Returns: whether both could be done.
+bool setLengthWithRoom(ZYLOsapiThreadCpuInfoSeq *cpuInfoSeq, DDS_Long length, DDS_Long maximum)
+{
+    if (length == 0 && ZYLOsapiThreadCpuInfoSeq_has_ownership(cpuInfoSeq) != DDS_BOOLEAN_FALSE &&
+        ZYLOsapiThreadCpuInfoSeq_get_maximum(cpuInfoSeq) < maximum &&
+        ZYLOsapiThreadCpuInfoSeq_set_maximum(cpuInfoSeq, maximum) == DDS_BOOLEAN_FALSE)
+        return false;
+    return ZYLOsapiThreadCpuInfoSeq_ensure_length(cpuInfoSeq, length, maximum) != DDS_BOOLEAN_FALSE;
+}
+
+}  // namespace
+
 void DDS_AsyncWaitSetThreadPoolStats_initialize(struct DDS_AsyncWaitSetThreadPoolStats *self)
 {
     *self = DDS_AsyncWaitSetThreadPoolStats_INITIALIZER;
@@ -32,7 +47,7 @@ void DDS_AsyncWaitSet_get_thread_pool_statsI(DDS_AsyncWaitSet *self, struct DDS_
     const auto poolSize = static_cast<DDS_Long>(self->_property.thread_pool_size);
     const DDS_Long length = DDS_AsyncWaitSet_is_started(self) != DDS_BOOLEAN_FALSE ? poolSize : 0;
     ZYLOsapiThreadCpuInfoSeq *const cpuInfoSeq = &poolStats->thread_pool_info;
-    if (poolSize < 0 || ZYLOsapiThreadCpuInfoSeq_ensure_length(cpuInfoSeq, length, poolSize) == DDS_BOOLEAN_FALSE) {
+    if (poolSize < 0 || !setLengthWithRoom(cpuInfoSeq, length, poolSize)) {
         AWS_WARN("ensure length of thread pool info sequence");
     } else {
         for (DDS_Long i = 0; i < length; ++i)

@@ -9,6 +9,7 @@
 #include "Signal.hpp"
 #include "SimScenario.hpp"
 #include "dds_c/dds_c_log.h"
+#include "halo_runtime/zyl/ZYLShared.pkg.hpp"
 
 /// How many seeds a scenario runs under.
 constexpr int scenarioSeeds = 500;
@@ -18,8 +19,8 @@ constexpr DDS_Duration_t forever = {DDS_DURATION_INFINITE_SEC, DDS_DURATION_INFI
 /// Quiet for a scope in which refusals and failures are expected.
 class Quiet {
 public:
-    Quiet() : _mask(DDSLog_g_instrumentationMask) { DDSLog_g_instrumentationMask = 0; }
-    ~Quiet() { DDSLog_g_instrumentationMask = _mask; }
+    Quiet() : _mask(sharedRead(DDSLog_g_instrumentationMask)) { sharedWrite(DDSLog_g_instrumentationMask, 0); }
+    ~Quiet() { sharedWrite(DDSLog_g_instrumentationMask, _mask); }
     Quiet(const Quiet &) = delete;
     Quiet &operator=(const Quiet &) = delete;
 

@@ -2,8 +2,8 @@
 /// The tagged heap: a tag before every block tells its family and its size, and whether it is a block at all.
 ///
 /// The tag's mark depends on the block's address, so that copied bytes are no block, and it is wiped before the memory
-/// goes back, so that a second free is noticed as long as the memory has not been used again. Under the address
-/// sanitizer the tag of memory that is not the program's is not even read.
+/// goes back, so that a second free is noticed as long as the memory has not been used again or given to the system.
+/// Under the address sanitizer the tag of memory that is not the program's is not even read.
 ///
 /// Protection: thread-safe. Nothing here blocks beyond the system's allocator.
 #include <atomic>

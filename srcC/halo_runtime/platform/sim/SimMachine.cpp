@@ -76,6 +76,8 @@ void prepare(const Options &options, Result &result)
     machine.leapOneIn = leaps[machine.random.below(3)];
     machine.spuriousOneIn = spurious[machine.random.below(4)];
     machine.changeOneIn = changes[machine.random.below(3)];
+    constexpr std::uint32_t changeCounts[] = {4, 64, UINT32_MAX};
+    machine.changesLeft = changeCounts[machine.random.below(3)];
     machine.lowestPriority = 0;
     machine.lastId = 0;
     machine.deadlines = 0;
@@ -118,6 +120,7 @@ constinit Machine machine{.current = &outsideThread,
                           .leapOneIn = 0,
                           .spuriousOneIn = 0,
                           .changeOneIn = 0,
+                          .changesLeft = 0,
                           .lowestPriority = 0,
                           .lastId = 0,
                           .deadlines = 0};

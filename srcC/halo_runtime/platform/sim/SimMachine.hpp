@@ -105,6 +105,7 @@ struct Machine {
     std::uint32_t leapOneIn;      ///< Chance to leap to a deadline although somebody can run.
     std::uint32_t spuriousOneIn;  ///< Chance that a wait ends for no reason; 0 for none.
     std::uint32_t changeOneIn;    ///< Chance that a step takes its thread's priority.
+    std::uint32_t changesLeft;    ///< So often it may; afterwards only a thread that spins loses it.
     std::int64_t lowestPriority;
     std::uint64_t lastId;
     unsigned deadlines;  ///< Blocked threads that have one.

@@ -72,6 +72,15 @@ Thread *highestRunnable(const Thread *except)
     return highest;
 }
 
+/// Whether this step costs its thread the priority. When few such steps are allowed, a thread that polls without
+/// yielding keeps the machine for ever, and shows as a live-lock.
+bool isPriorityTaken()
+{
+    if (machine.changesLeft == 0 || !machine.random.oneIn(machine.changeOneIn)) return false;
+    --machine.changesLeft;
+    return true;
+}
+
 /// Choose among those that can run. A thread that spins lets any other run first.
 /// Returns: null when none can.
 Thread *choose(Operation operation)
@@ -84,7 +93,7 @@ Thread *choose(Operation operation)
     const std::uint32_t count = others + (!isSpin && self->state == State::runnable ? 1U : 0U);
     switch (machine.strategy) {
         case Strategy::priorities:
-            if (isSpin || machine.random.oneIn(machine.changeOneIn)) self->priority = --machine.lowestPriority;
+            if (isSpin || isPriorityTaken()) self->priority = --machine.lowestPriority;
             return highestRunnable(except);
         case Strategy::sticky:
             if (!isSpin && self->state == State::runnable && !machine.random.oneIn(8)) return self;

@@ -1,0 +1,478 @@
+// Replaces: _ZN8platform6unparkEPNS_6ParkerE _ZN8platform4parkElPKc
+/// @file
+/// What several threads may rely on: semaphore, barrier, notice, exclusive area.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <utility>
+#include <vector>
+
+#include "PlatformRun.hpp"
+#include "halo_runtime/platform/Platform.hpp"
+#include "halo_runtime/vesk/VESKExclusiveArea.hpp"
+#include "halo_runtime/zyl/ZYLOsapiBarrier.pkg.h"
+#include "halo_runtime/zyl/ZYLOsapiNotice.pkg.h"
+#include "halo_runtime/zyl/ZYLOsapiSemaphore.pkg.h"
+
+namespace {
+
+std::atomic<int> wakeCount{0};
+std::atomic<int> asleepCount{0};
+/// While set, a thread that has gone to sleep in a replaced park stays there, whoever wakes it.
+std::atomic<bool> isSleepKept{false};
+
+}  // namespace
+
+// The two replaced functions of the platform, under the names that the linker knows.
+extern "C" {
+void __real__ZN8platform6unparkEPNS_6ParkerE(platform::Parker *parker);
+void __real__ZN8platform4parkElPKc(std::int64_t deadline_ns, const char *reason);
+
+void __wrap__ZN8platform6unparkEPNS_6ParkerE(platform::Parker *parker)
+{
+    ++wakeCount;
+    __real__ZN8platform6unparkEPNS_6ParkerE(parker);
+}
+void __wrap__ZN8platform4parkElPKc(std::int64_t deadline_ns, const char *reason)
+{
+    ++asleepCount;
+    do {
+        if (isSleepKept)
+            platform::yield();
+        else
+            __real__ZN8platform4parkElPKc(deadline_ns, reason);
+    } while (isSleepKept);
+    --asleepCount;
+}
+}
+
+namespace {
+
+/// Threads for a scope; the end of the scope joins them.
+class Threads {
+public:
+    Threads() = default;
+    ~Threads() { join(); }
+    Threads(const Threads &) = delete;
+    Threads &operator=(const Threads &) = delete;
+
+    void start(std::function<void()> body)
+    {
+        _bodies.push_back(std::make_unique<std::function<void()>>(std::move(body)));
+        const auto run = [](void *argument) -> void * {
+            (*static_cast<std::function<void()> *>(argument))();
+            return nullptr;
+        };
+        _threads.push_back(platform::createThread({}, run, _bodies.back().get(), nullptr));
+        EXPECT_NE(nullptr, _threads.back());
+    }
+    void join()
+    {
+        for (platform::Thread *thread : _threads) platform::joinThread(thread);
+        _threads.clear();
+    }
+
+private:
+    std::vector<std::unique_ptr<std::function<void()>>> _bodies;
+    std::vector<platform::Thread *> _threads;
+};
+
+template <class Condition>
+void waitUntil(Condition isTrue)
+{
+    while (!isTrue()) platform::yield();
+}
+
+constexpr int OK = ZYL_OSAPI_SEMAPHORE_STATUS_OK;
+constexpr int ERROR = ZYL_OSAPI_SEMAPHORE_STATUS_ERROR;
+constexpr int TIMEOUT = ZYL_OSAPI_SEMAPHORE_STATUS_TIMEOUT;
+constexpr ZYLNtpTime zero = {0, 0};
+constexpr ZYLNtpTime millisecond = {0, 4294968};
+constexpr ZYLNtpTime minutes = {600, 0};
+constexpr ZYLNtpTime infinite = {0x7fffffff, 0xffffffff};
+
+VESKWorkerPerThread registry = {};
+
+VESKWorker *worker()
+{
+    EXPECT_NE(0, VESKWorkerPerThread_initialize(&registry));
+    return VESKWorkerPerThread_getWorker(&registry);
+}
+void enter(VESKExclusiveArea *area) ZYL_NOT_ANALYZED
+{
+    ASSERT_NE(0, VESKWorker_enterExclusiveArea(worker(), nullptr, area));
+}
+void leave(VESKExclusiveArea *area) ZYL_NOT_ANALYZED
+{
+    ASSERT_NE(0, VESKWorker_leaveExclusiveArea(worker(), nullptr, area));
+}
+VESKExclusiveArea *newArea()
+{
+    worker();
+    return VESKWorkerFactory_createExclusiveAreaEx(registry._workerFactory, 1, "tested area");
+}
+void destroy(VESKExclusiveArea *area)
+{
+    VESKWorkerFactory_destroyExclusiveArea(registry._workerFactory, area);
+}
+
+}  // namespace
+
+TEST(Semaphore, is_taken_as_often_as_it_was_given)
+{
+    onPlatform([] {
+        ZYLOsapiSemaphore *semaphore = ZYLOsapiSemaphore_new("semaphore");
+        ASSERT_NE(nullptr, semaphore);
+        EXPECT_EQ(TIMEOUT, ZYLOsapiSemaphore_take(semaphore, &zero));
+        EXPECT_EQ(OK, ZYLOsapiSemaphore_give(semaphore));
+        EXPECT_EQ(OK, ZYLOsapiSemaphore_give(semaphore));
+        EXPECT_EQ(OK, ZYLOsapiSemaphore_take(semaphore, &zero));
+        EXPECT_EQ(OK, ZYLOsapiSemaphore_take(semaphore, nullptr));
+        EXPECT_EQ(TIMEOUT, ZYLOsapiSemaphore_take(semaphore, &zero));
+        ZYLOsapiSemaphore_delete(semaphore);
+    });
+}
+
+TEST(Semaphore, drained_is_empty)
+{
+    onPlatform([] {
+        ZYLOsapiSemaphore *semaphore = ZYLOsapiSemaphore_new("semaphore");
+        for (int i = 0; i < 3; ++i) EXPECT_EQ(OK, ZYLOsapiSemaphore_give(semaphore));
+        EXPECT_EQ(OK, ZYLOsapiSemaphore_drain(semaphore));
+        EXPECT_EQ(TIMEOUT, ZYLOsapiSemaphore_take(semaphore, &zero));
+        ZYLOsapiSemaphore_delete(semaphore);
+    });
+}
+
+TEST(Semaphore, a_take_ends_when_its_time_has_passed)
+{
+    onPlatform([] {
+        ZYLOsapiSemaphore *semaphore = ZYLOsapiSemaphore_new("semaphore");
+        const std::int64_t before_ns = platform::now_ns();
+        EXPECT_EQ(TIMEOUT, ZYLOsapiSemaphore_take(semaphore, &millisecond));
+        EXPECT_GE(platform::now_ns() - before_ns, 1'000'000);
+        const ZYLNtpTime negative = {-5, 0};
+        EXPECT_EQ(TIMEOUT, ZYLOsapiSemaphore_take(semaphore, &negative));
+        ZYLOsapiSemaphore_delete(semaphore);
+    });
+}
+
+TEST(Semaphore, null_is_an_error)
+{
+    EXPECT_EQ(ERROR, ZYLOsapiSemaphore_give(nullptr));
+    EXPECT_EQ(ERROR, ZYLOsapiSemaphore_take(nullptr, &zero));
+    EXPECT_EQ(ERROR, ZYLOsapiSemaphore_drain(nullptr));
+    ZYLOsapiSemaphore_delete(nullptr);
+}
+
+TEST(Semaphore, every_taker_that_sleeps_is_woken_by_a_give)
+{
+    onPlatform([] {
+        ZYLOsapiSemaphore *semaphore = ZYLOsapiSemaphore_new("semaphore");
+        std::atomic<int> takenCount{0};
+        Threads threads;
+        for (const ZYLNtpTime *timeout : {static_cast<const ZYLNtpTime *>(nullptr), &infinite, &minutes}) {
+            threads.start([&takenCount, semaphore, timeout] {
+                for (int i = 0; i < 10; ++i) {
+                    // In the simulation ten minutes can pass at any time.
+                    while (ZYLOsapiSemaphore_take(semaphore, timeout) == TIMEOUT) EXPECT_EQ(&minutes, timeout);
+                    ++takenCount;
+                }
+            });
+        }
+        for (int i = 0; i < 30; ++i) EXPECT_EQ(OK, ZYLOsapiSemaphore_give(semaphore));
+        threads.join();
+        EXPECT_EQ(30, takenCount);
+        EXPECT_EQ(TIMEOUT, ZYLOsapiSemaphore_take(semaphore, &zero));
+        ZYLOsapiSemaphore_delete(semaphore);
+    });
+}
+
+TEST(Semaphore, whoever_took_may_delete_it)
+{
+    onPlatform([] {
+        for (int round = 0; round < 20; ++round) {
+            ZYLOsapiSemaphore *semaphore = ZYLOsapiSemaphore_new("semaphore");
+            Threads threads;
+            threads.start([semaphore] { EXPECT_EQ(OK, ZYLOsapiSemaphore_give(semaphore)); });
+            EXPECT_EQ(OK, ZYLOsapiSemaphore_take(semaphore, nullptr));
+            ZYLOsapiSemaphore_delete(semaphore);
+        }
+    });
+}
+
+TEST(Barrier, needs_a_party)
+{
+    EXPECT_EQ(nullptr, ZYLOsapiBarrier_new(0));
+    EXPECT_EQ(ERROR, ZYLOsapiBarrier_wait(nullptr));
+    ZYLOsapiBarrier_abort(nullptr);
+    ZYLOsapiBarrier_reset(nullptr);
+    ZYLOsapiBarrier_delete(nullptr);
+}
+
+TEST(Barrier, of_one_party_lets_it_through)
+{
+    onPlatform([] {
+        ZYLOsapiBarrier *barrier = ZYLOsapiBarrier_new(1);
+        for (int i = 0; i < 3; ++i) EXPECT_EQ(OK, ZYLOsapiBarrier_wait(barrier));
+        ZYLOsapiBarrier_delete(barrier);
+    });
+}
+
+TEST(Barrier, nobody_leaves_a_cycle_before_all_have_arrived_in_it)
+{
+    onPlatform([] {
+        constexpr int parties = 4;
+        constexpr int cycles = 12;
+        ZYLOsapiBarrier *barrier = ZYLOsapiBarrier_new(parties);
+        std::atomic<int> arrived[cycles] = {};
+        {
+            Threads threads;
+            for (int party = 0; party < parties; ++party) {
+                threads.start([&] {
+                    for (std::atomic<int> &count : arrived) {
+                        ++count;
+                        EXPECT_EQ(OK, ZYLOsapiBarrier_wait(barrier));
+                        EXPECT_EQ(parties, count);
+                    }
+                });
+            }
+        }
+        ZYLOsapiBarrier_delete(barrier);
+    });
+}
+
+TEST(Barrier, an_abort_releases_those_who_wait_and_those_who_come_later)
+{
+    onPlatform([] {
+        ZYLOsapiBarrier *barrier = ZYLOsapiBarrier_new(4);
+        {
+            Threads threads;
+            for (int i = 0; i < 3; ++i) threads.start([&] { EXPECT_EQ(ERROR, ZYLOsapiBarrier_wait(barrier)); });
+            ZYLOsapiBarrier_abort(barrier);
+        }
+        EXPECT_EQ(ERROR, ZYLOsapiBarrier_wait(barrier));
+        EXPECT_EQ(ERROR, ZYLOsapiBarrier_wait(barrier));
+        ZYLOsapiBarrier_delete(barrier);
+    });
+}
+
+TEST(Barrier, a_reset_ends_the_abort_and_forgets_who_had_arrived)
+{
+    onPlatform([] {
+        ZYLOsapiBarrier *barrier = ZYLOsapiBarrier_new(3);
+        {
+            Threads threads;
+            for (int i = 0; i < 2; ++i) threads.start([&] { EXPECT_EQ(ERROR, ZYLOsapiBarrier_wait(barrier)); });
+            ZYLOsapiBarrier_abort(barrier);
+        }
+        ZYLOsapiBarrier_reset(barrier);
+        std::atomic<int> arrived{0};
+        {
+            Threads threads;
+            for (int i = 0; i < 3; ++i) {
+                threads.start([&] {
+                    ++arrived;
+                    EXPECT_EQ(OK, ZYLOsapiBarrier_wait(barrier));
+                    EXPECT_EQ(3, arrived);
+                });
+            }
+        }
+        ZYLOsapiBarrier_delete(barrier);
+    });
+}
+
+TEST(Barrier, a_cycle_that_was_complete_before_the_abort_is_complete_for_all)
+{
+    onPlatform([] {
+        for (int round = 0; round < 10; ++round) {
+            ZYLOsapiBarrier *barrier = ZYLOsapiBarrier_new(3);
+            {
+                Threads threads;
+                for (int i = 0; i < 2; ++i) threads.start([&] { EXPECT_EQ(OK, ZYLOsapiBarrier_wait(barrier)); });
+                EXPECT_EQ(OK, ZYLOsapiBarrier_wait(barrier));
+                ZYLOsapiBarrier_abort(barrier);
+            }
+            ZYLOsapiBarrier_delete(barrier);
+        }
+    });
+}
+
+TEST(Notice, tells_the_waiter_what_came_before_it_and_may_then_be_gone)
+{
+    onPlatform([] {
+        for (int round = 0; round < 20; ++round) {
+            int news = 0;
+            Threads threads;
+            {
+                ZYLOsapiNotice notice;
+                ZYLOsapiNotice_initialize(&notice);
+                threads.start([&news, &notice] {
+                    news = 1;
+                    ZYLOsapiNotice_raise(&notice);
+                });
+                ZYLOsapiNotice_wait(&notice, "news");
+                EXPECT_EQ(1, news);
+                notice._waiter = nullptr;  // The raiser reads nothing of it any more.
+                notice._isRaised = 0;
+            }
+        }
+    });
+}
+
+TEST(Notice, raised_before_the_wait_does_not_block)
+{
+    onPlatform([] {
+        ZYLOsapiNotice notice;
+        ZYLOsapiNotice_initialize(&notice);
+        ZYLOsapiNotice_raise(&notice);
+        ZYLOsapiNotice_wait(&notice, "nothing");
+        EXPECT_EQ(1, notice._isRaised);
+    });
+}
+
+TEST(Notice, a_wake_up_for_something_else_does_not_end_the_wait)
+{
+    onPlatform([] {
+        ZYLOsapiNotice notice;
+        ZYLOsapiNotice_initialize(&notice);
+        platform::unpark(platform::currentParker());
+        std::atomic<bool> isRaised{false};
+        Threads threads;
+        threads.start([&] {
+            isRaised = true;
+            ZYLOsapiNotice_raise(&notice);
+        });
+        ZYLOsapiNotice_wait(&notice, "notice");
+        EXPECT_TRUE(isRaised);
+    });
+}
+
+TEST(ExclusiveAreaOfThreads, is_held_by_one_at_a_time_through_all_re_entries)
+{
+    onPlatform([] {
+        VESKExclusiveArea *area = newArea();
+        ASSERT_NE(nullptr, area);
+        constexpr int threadCount = 4;
+        constexpr int rounds = 15;
+        int plainCount = 0;  // Not atomic: the area is what protects it.
+        {
+            Threads threads;
+            for (int i = 0; i < threadCount; ++i) {
+                threads.start([&] {
+                    for (int round = 0; round < rounds; ++round) {
+                        enter(area);
+                        const int before = plainCount;
+                        platform::yield();
+                        enter(area);
+                        plainCount = before + 1;
+                        leave(area);
+                        platform::yield();
+                        EXPECT_EQ(before + 1, plainCount);
+                        leave(area);
+                    }
+                });
+            }
+        }
+        EXPECT_EQ(threadCount * rounds, plainCount);
+        EXPECT_EQ(0u, area->_state);
+        destroy(area);
+    });
+}
+
+TEST(ExclusiveAreaOfThreads, loses_no_wake_up_under_short_critical_sections)
+{
+    onPlatform([] {
+        VESKExclusiveArea *area = newArea();
+        long plainCount = 0;
+        constexpr int rounds = 60;
+        {
+            Threads threads;
+            for (int i = 0; i < 3; ++i) {
+                threads.start([&] {
+                    for (int round = 0; round < rounds; ++round) {
+                        enter(area);
+                        ++plainCount;
+                        leave(area);
+                    }
+                });
+            }
+        }
+        EXPECT_EQ(3 * rounds, plainCount);
+        EXPECT_EQ(0u, area->_state);
+        destroy(area);
+    });
+}
+
+TEST(ExclusiveAreaOfThreads, a_leave_wakes_one_waiter_and_none_while_that_one_has_not_got_it)
+{
+    onPlatform([] {
+        VESKExclusiveArea *area = newArea();
+        asleepCount = 0;
+        isSleepKept = true;
+        enter(area);
+        std::atomic<int> entryCount{0};
+        Threads threads;
+        for (int i = 0; i < 3; ++i) {
+            threads.start([&] {
+                enter(area);
+                ++entryCount;
+                leave(area);
+            });
+        }
+        waitUntil([] { return asleepCount == 3; });
+
+        wakeCount = 0;
+        leave(area);
+        EXPECT_EQ(1, wakeCount);
+        for (int i = 0; i < 5; ++i) {  // Comers do not wait for the woken one, and wake nobody else.
+            enter(area);
+            leave(area);
+        }
+        EXPECT_EQ(1, wakeCount);
+        EXPECT_EQ(0, entryCount);
+
+        isSleepKept = false;
+        threads.join();
+        EXPECT_EQ(3, entryCount);
+        EXPECT_EQ(3, wakeCount);
+        destroy(area);
+    });
+}
+
+TEST(ExclusiveAreaOfThreads, a_leave_without_waiters_wakes_nobody)
+{
+    onPlatform([] {
+        VESKExclusiveArea *area = newArea();
+        wakeCount = 0;
+        for (int i = 0; i < 5; ++i) {
+            enter(area);
+            leave(area);
+        }
+        EXPECT_EQ(0, wakeCount);
+        destroy(area);
+    });
+}
+
+TEST(ExclusiveAreaOfThreads, the_next_holder_may_destroy_it)
+{
+    onPlatform([] {
+        for (int round = 0; round < 10; ++round) {
+            VESKExclusiveArea *area = newArea();
+            std::atomic<bool> isHeld{false};
+            Threads threads;
+            threads.start([&isHeld, area] {
+                enter(area);
+                isHeld = true;
+                platform::yield();
+                leave(area);
+            });
+            waitUntil([&] { return isHeld.load(); });
+            enter(area);
+            leave(area);
+            destroy(area);
+        }
+    });
+}

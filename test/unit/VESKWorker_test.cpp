@@ -1,0 +1,271 @@
+// Replaces: ZYLOsapiHeap_reallocateMemoryInternal
+/// @file
+/// Workers and exclusive areas, as one thread sees them: re-entry, refusals, the witness of the order.
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <thread>
+
+#include "LogCapture.hpp"
+#include "dds_c/dds_c_log.h"
+#include "halo_runtime/vesk/VESKWorker.pkg.h"
+#include "halo_runtime/zyl/ZYLOsapiHeap.pkg.h"
+
+namespace {
+bool isMemoryEnded = false;
+}
+
+extern "C" {
+int __real_ZYLOsapiHeap_reallocateMemoryInternal(void **, size_t, int, int, int, const char *, ZYLOsapiAllocKind,
+                                                 const char *);
+int __wrap_ZYLOsapiHeap_reallocateMemoryInternal(void **blockInOut, size_t size, int alignment, int reallocate,
+                                                 int flag, const char *routine, ZYLOsapiAllocKind kind,
+                                                 const char *typeName)
+{
+    if (isMemoryEnded) return 0;
+    return __real_ZYLOsapiHeap_reallocateMemoryInternal(blockInOut, size, alignment, reallocate, flag, routine, kind,
+                                                        typeName);
+}
+}
+
+namespace {
+
+VESKWorkerPerThread registry = {};
+
+VESKWorker *worker()
+{
+    EXPECT_NE(0, VESKWorkerPerThread_initialize(&registry));
+    return VESKWorkerPerThread_getWorker(&registry);
+}
+bool enter(VESKExclusiveArea *area) ZYL_NOT_ANALYZED
+{
+    return VESKWorker_enterExclusiveArea(worker(), nullptr, area) != 0;
+}
+bool leave(VESKExclusiveArea *area) ZYL_NOT_ANALYZED
+{
+    return VESKWorker_leaveExclusiveArea(worker(), nullptr, area) != 0;
+}
+
+/// An area for a scope.
+struct Area {
+    Area(int level, const char *name)
+    {
+        worker();
+        area = VESKWorkerFactory_createExclusiveAreaEx(registry._workerFactory, level, name);
+        EXPECT_NE(nullptr, area);
+    }
+    ~Area() { VESKWorkerFactory_destroyExclusiveArea(registry._workerFactory, area); }
+    Area(const Area &) = delete;
+    Area &operator=(const Area &) = delete;
+
+    operator VESKExclusiveArea *() const { return area; }
+
+    VESKExclusiveArea *area;
+};
+
+}  // namespace
+
+TEST(Worker, is_the_same_at_each_call_and_another_in_each_thread)
+{
+    VESKWorker *mine = worker();
+    ASSERT_NE(nullptr, mine);
+    EXPECT_EQ(mine, worker());
+    EXPECT_NE(0, mine->_isInitialized);
+    EXPECT_EQ(nullptr, mine->_activityContext);
+    EXPECT_EQ(0, mine->_heldCount);
+    EXPECT_STRNE("", mine->_name);
+    std::thread([mine] {
+        EXPECT_NE(mine, worker());
+        EXPECT_EQ(0, worker()->_heldCount);
+    }).join();
+}
+
+TEST(Worker, a_registry_initialized_twice_is_unchanged)
+{
+    VESKWorkerPerThread own = {};
+    ASSERT_NE(0, VESKWorkerPerThread_initialize(&own));
+    ASSERT_NE(nullptr, own._workerFactory);
+    VESKWorkerFactory *factory = own._workerFactory;
+    VESKWorker *mine = VESKWorkerPerThread_getWorker(&own);
+    ASSERT_NE(0, VESKWorkerPerThread_initialize(&own));
+    EXPECT_EQ(factory, own._workerFactory);
+    EXPECT_EQ(mine, VESKWorkerPerThread_getWorker(&own));
+    EXPECT_EQ(0, VESKWorkerPerThread_initialize(nullptr));
+}
+
+TEST(Worker, several_threads_may_initialize_the_registry)
+{
+    for (int round = 0; round < 100; ++round) {
+        VESKWorkerPerThread own = {};
+        const auto body = [&own] {
+            EXPECT_NE(0, VESKWorkerPerThread_initialize(&own));
+            EXPECT_NE(nullptr, own._workerFactory);
+            EXPECT_NE(nullptr, VESKWorkerPerThread_getWorker(&own));
+        };
+        std::thread first(body);
+        std::thread second(body);
+        first.join();
+        second.join();
+    }
+}
+
+TEST(ExclusiveArea, is_refused_for_bad_arguments_and_when_memory_ended)
+{
+    worker();
+    const LogCapture log;
+    const std::size_t blocksBefore = ZYLOsapiHeap_getBlockCount();
+    EXPECT_EQ(nullptr, VESKWorkerFactory_createExclusiveAreaEx(nullptr, 1, "area"));
+    EXPECT_EQ(nullptr, VESKWorkerFactory_createExclusiveAreaEx(registry._workerFactory, 1, nullptr));
+    EXPECT_EQ(nullptr, VESKWorkerFactory_createExclusiveAreaEx(registry._workerFactory, INT_MIN, "area"));
+    isMemoryEnded = true;
+    EXPECT_EQ(nullptr, VESKWorkerFactory_createExclusiveAreaEx(registry._workerFactory, 1, "area"));
+    isMemoryEnded = false;
+    EXPECT_EQ(blocksBefore, ZYLOsapiHeap_getBlockCount());
+    EXPECT_NO_LOG(log);
+    VESKWorkerFactory_destroyExclusiveArea(registry._workerFactory, nullptr);
+    {
+        const Area lowest(-INT_MAX, "lowest");
+        const Area highest(INT_MAX, "highest");
+        EXPECT_EQ(blocksBefore + 2, ZYLOsapiHeap_getBlockCount());
+    }
+    EXPECT_EQ(blocksBefore, ZYLOsapiHeap_getBlockCount());
+}
+
+TEST(ExclusiveArea, is_released_by_the_last_matching_leave)
+{
+    const Area area(1, "area");
+    EXPECT_EQ(0, VESKWorker_getExclusiveAreaDepth(worker(), area));
+    for (int depth = 1; depth <= 3; ++depth) {
+        ASSERT_TRUE(enter(area));
+        EXPECT_EQ(depth, VESKWorker_getExclusiveAreaDepth(worker(), area));
+        EXPECT_EQ(1, worker()->_heldCount);
+    }
+    std::thread([&] { EXPECT_EQ(0, VESKWorker_getExclusiveAreaDepth(worker(), area)); }).join();
+    for (int depth = 2; depth >= 0; --depth) {
+        ASSERT_TRUE(leave(area));
+        EXPECT_EQ(depth, VESKWorker_getExclusiveAreaDepth(worker(), area));
+    }
+    EXPECT_EQ(0, worker()->_heldCount);
+    EXPECT_EQ(nullptr, worker()->_lastHeld);
+    std::thread([&] {
+        EXPECT_TRUE(enter(area));
+        EXPECT_TRUE(leave(area));
+    }).join();
+}
+
+TEST(ExclusiveArea, enter_and_leave_refuse_null_and_a_leave_without_enter)
+{
+    const LogCapture log;
+    const Area area(1, "area");
+    EXPECT_EQ(0, VESKWorker_enterExclusiveArea(nullptr, nullptr, area));
+    EXPECT_FALSE(enter(nullptr));
+    EXPECT_FALSE(leave(nullptr));
+    EXPECT_FALSE(leave(area));
+    EXPECT_EQ(0, VESKWorker_getExclusiveAreaDepth(nullptr, area));
+    EXPECT_EQ(0, VESKWorker_getExclusiveAreaDepth(worker(), nullptr));
+    ASSERT_TRUE(enter(area));
+    std::thread([&] { EXPECT_FALSE(leave(area)); }).join();
+    EXPECT_EQ(1, VESKWorker_getExclusiveAreaDepth(worker(), area));
+    EXPECT_TRUE(leave(area));
+    EXPECT_FALSE(leave(area));
+    EXPECT_NO_LOG(log);
+}
+
+TEST(ExclusiveArea, areas_may_be_left_in_any_order)
+{
+    const Area first(1, "first");
+    const Area second(2, "second");
+    const Area third(3, "third");
+    for (const Area *area : {&first, &second, &third}) ASSERT_TRUE(enter(*area));
+    EXPECT_EQ(3, worker()->_heldCount);
+    EXPECT_TRUE(leave(second));
+    EXPECT_EQ(1, VESKWorker_getExclusiveAreaDepth(worker(), first));
+    EXPECT_EQ(1, VESKWorker_getExclusiveAreaDepth(worker(), third));
+    EXPECT_TRUE(leave(first));
+    EXPECT_TRUE(leave(third));
+    EXPECT_EQ(0, worker()->_heldCount);
+}
+
+TEST(ExclusiveArea, destroyed_while_the_caller_holds_it_is_forgotten_by_its_worker)
+{
+    LogCapture log(ZYL_LOG_LEVEL_NOTICE);
+    {
+        const Area area(5, "area");
+        ASSERT_TRUE(enter(area));
+    }
+    EXPECT_EQ(0, worker()->_heldCount);
+    const Area next(1, "next");
+    EXPECT_TRUE(enter(next));
+    EXPECT_TRUE(leave(next));
+    EXPECT_NO_LOG(log);
+}
+
+TEST(AreaOrder, entering_in_rising_level_reports_nothing)
+{
+    LogCapture log(ZYL_LOG_LEVEL_NOTICE);
+    const Area low(1, "low");
+    const Area high(2, "high");
+    ASSERT_TRUE(enter(low));
+    ASSERT_TRUE(enter(high));
+    ASSERT_TRUE(enter(low));  // a re-entry has no order
+    EXPECT_NO_LOG(log);
+    for (int i = 0; i < 2; ++i) EXPECT_TRUE(leave(low));
+    EXPECT_TRUE(leave(high));
+    ASSERT_TRUE(enter(low));
+    EXPECT_TRUE(leave(low));
+    EXPECT_NO_LOG(log);
+}
+
+TEST(AreaOrder, a_level_that_is_not_above_the_highest_held_is_reported_once_and_entered)
+{
+    LogCapture log(ZYL_LOG_LEVEL_NOTICE);
+    const Area high(7, "high");
+    const Area middle(5, "middle");
+    const Area equal(7, "equal");
+    ASSERT_TRUE(enter(high));
+    ASSERT_TRUE(enter(middle));
+    EXPECT_EQ(1, VESKWorker_getExclusiveAreaDepth(worker(), middle));
+    EXPECT_LOG_COUNT(log, 1u);
+    EXPECT_LOG(log, ZYL_LOG_LEVEL_NOTICE, VESK_LOG_WORKER_LEVEL_ORDER_sdsd, "middle", 5, "high", 7);
+    // The highest area held counts, not the last one.
+    ASSERT_TRUE(enter(equal));
+    EXPECT_LOG_COUNT(log, 2u);
+    EXPECT_LOG(log, ZYL_LOG_LEVEL_NOTICE, VESK_LOG_WORKER_LEVEL_ORDER_sdsd, "equal", 7, "high", 7);
+    EXPECT_TRUE(leave(equal));
+    EXPECT_TRUE(leave(middle));
+    ASSERT_TRUE(enter(middle));
+    EXPECT_LOG_COUNT(log, 2u);
+    EXPECT_TRUE(leave(middle));
+    EXPECT_TRUE(leave(high));
+}
+
+TEST(AreaOrder, what_the_gate_kept_back_is_reported_when_it_is_open)
+{
+    LogCapture log(ZYL_LOG_LEVEL_WARNING);
+    const Area high(2, "high");
+    const Area low(1, "low");
+    ASSERT_TRUE(enter(high));
+    ASSERT_TRUE(enter(low));
+    EXPECT_NO_LOG(log);
+    EXPECT_TRUE(leave(low));
+    DDSLog_g_instrumentationMask = ZYL_LOG_LEVEL_NOTICE;
+    ASSERT_TRUE(enter(low));
+    EXPECT_LOG_COUNT(log, 1u);
+    EXPECT_TRUE(leave(low));
+    EXPECT_TRUE(leave(high));
+}
+
+TEST(AreaOrder, the_name_is_a_copy)
+{
+    LogCapture log(ZYL_LOG_LEVEL_NOTICE);
+    const Area high(2, "high");
+    char name[] = "UNKNOWN_AWS_CRITICAL_SECTION_EA";
+    const Area low(1, name);
+    name[0] = 'x';
+    ASSERT_TRUE(enter(high));
+    ASSERT_TRUE(enter(low));
+    EXPECT_LOG(log, ZYL_LOG_LEVEL_NOTICE, VESK_LOG_WORKER_LEVEL_ORDER_sdsd, "UNKNOWN_AWS_CRITICAL_SECTION_EA", 1,
+               "high", 2);
+    EXPECT_TRUE(leave(low));
+    EXPECT_TRUE(leave(high));
+}

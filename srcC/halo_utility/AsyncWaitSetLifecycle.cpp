@@ -66,6 +66,20 @@ DDS_AsyncWaitSetCompletionToken *firstIdleToken(const DDS_AsyncWaitSet *self) ZY
         reinterpret_cast<const VESKInlineListUserDataNode *>(node)->userData);
 }
 
+int idleTokenCount(const DDS_AsyncWaitSet *self) ZYL_NOT_ANALYZED  // Nobody else is left.
+{
+    return self->_completionTokenPool._size;
+}
+
+/// Destroy the tokens whose deletion failed: trying again and again could go on for ever.
+void destroyIdleTokens(DDS_AsyncWaitSet *self) ZYL_NOT_ANALYZED  // Nobody else is left.
+{
+    while (DDS_AsyncWaitSetCompletionToken *const token = firstIdleToken(self)) {
+        VESKInlineList_removeNodeEA(&self->_completionTokenPool, &token->_loanedNode.node);
+        DDS_SemaphoreAsyncWaitSetCompletionToken_delete(token);
+    }
+}
+
 /// A start whose wait failed has left its threads running: they have to be stopped like those of any other start.
 void reclaimAbandonedPool(DDS_AsyncWaitSet *self) ZYL_NOT_ANALYZED  // Nobody else is left.
 {
@@ -219,8 +233,9 @@ DDS_ReturnCode_t DDS_AsyncWaitSet_finalize(DDS_AsyncWaitSet *self)
         retCode = DDS_AsyncWaitSet_detach_condition(self, info->_condition);
         if (retCode != DDS_RETCODE_OK) return AWS_FAILED(retCode, "detach condition");
     }
-    while (DDS_AsyncWaitSetCompletionToken *const token = firstIdleToken(self))
-        retCode = DDS_AsyncWaitSet_delete_completion_token(self, token);
+    for (int left = idleTokenCount(self); left > 0; --left)
+        retCode = DDS_AsyncWaitSet_delete_completion_token(self, firstIdleToken(self));
+    destroyIdleTokens(self);
 
     if (self->_threadPool != nullptr) releaseThreadPool(self);
     if (self->_barrier != nullptr) ZYLOsapiBarrier_delete(self->_barrier);

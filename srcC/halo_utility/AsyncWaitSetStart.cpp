@@ -40,7 +40,11 @@ Readiness awaitChange(DDS_AsyncWaitSet *self) ZYL_REQUIRES(self->_criticalSectio
     ZYLOsapiNotice_initialize(&starter.notice);
     VESKInlineList_addNodeToBackEA(&self->_starterList, &starter.node);
     if (!AWS_leaveCriticalSection(self)) {
-        VESKInlineList_removeNodeEA(&self->_starterList, &starter.node);
+        // Left or not, the record goes with this stack: take it out of the list, inside if that can be had.
+        const bool isInside = AWS_enterCriticalSection(self);
+        if (VESKInlineList_isNodeInList(&self->_starterList, &starter.node) != 0)
+            VESKInlineList_removeNodeEA(&self->_starterList, &starter.node);
+        if (isInside) static_cast<void>(AWS_leaveCriticalSection(self));
         return Readiness::leaveFailed;
     }
     ZYLOsapiNotice_wait(&starter.notice, "old pool");
@@ -63,6 +67,14 @@ void endRecovery(DDS_AsyncWaitSet *self) ZYL_REQUIRES(self->_criticalSectionEA)
     AWS_wakeStarters(self);
 }
 
+/// The critical section failed on the way: nobody may go on waiting for this recovery. The next start begins another.
+void giveUpRecovery(DDS_AsyncWaitSet *self) ZYL_NOT_ANALYZED
+{
+    if (!AWS_enterCriticalSection(self)) return handoffWrite(self->_isRecovering, 0);
+    endRecovery(self);
+    static_cast<void>(AWS_leaveCriticalSection(self));
+}
+
 /// Join the threads of a start that failed partway. Those that rest at the barrier are let go; a request that no thread
 /// took is dropped. Blocks.
 Readiness retireFailedPool(DDS_AsyncWaitSet *self) ZYL_REQUIRES(self->_criticalSectionEA) ZYL_NOT_ANALYZED
@@ -70,7 +82,7 @@ Readiness retireFailedPool(DDS_AsyncWaitSet *self) ZYL_REQUIRES(self->_criticalS
     handoffWrite(self->_isRecovering, 1);
     ZYLOsapiBarrier_abort(self->_barrier);
     if (!AWS_leaveCriticalSection(self)) {
-        handoffWrite(self->_isRecovering, 0);
+        giveUpRecovery(self);
         return Readiness::leaveFailed;
     }
     for (DDS_UnsignedLong i = 0; i < self->_property.thread_pool_size; ++i)
@@ -80,7 +92,7 @@ Readiness retireFailedPool(DDS_AsyncWaitSet *self) ZYL_REQUIRES(self->_criticalS
     bool isInside = false;
     const bool isBack = enterToFinish(self, isInside);
     if (!isInside) {
-        handoffWrite(self->_isRecovering, 0);
+        giveUpRecovery(self);
         return Readiness::enterFailed;
     }
     while (DDS_AWSTaskInfo *const taskInfo = AWS_firstRequest(self)) AWS_dropRequest(self, taskInfo);
@@ -108,7 +120,7 @@ Readiness retireAbandonedPool(DDS_AsyncWaitSet *self) ZYL_REQUIRES(self->_critic
         while (readiness == Readiness::ready && AWS_firstRequest(self) != nullptr) readiness = awaitChange(self);
     }
     if (readiness == Readiness::enterFailed || readiness == Readiness::leaveFailed)
-        handoffWrite(self->_isRecovering, 0);
+        giveUpRecovery(self);
     else
         endRecovery(self);
     return readiness;

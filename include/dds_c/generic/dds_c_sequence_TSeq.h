@@ -9,6 +9,8 @@
 /// of pointers to elements (discontiguous). A record that is all zero, or whose `_sequence_init` is not
 /// DDS_SEQUENCE_MAGIC_NUMBER, becomes an empty, owned sequence at its first use.
 ///
+/// An owned buffer has fewer than 0x7FFFFFFF bytes. A capacity that needs more is refused as if memory had ended.
+///
 /// Protection: none. A sequence belongs to one thread at a time. Nothing blocks. Failures are logged at level 2 and
 /// reported by the result; a null `self` fails every operation unless its line below says otherwise.
 #ifndef DDS_C_GENERIC_SEQUENCE_TSEQ_H
@@ -87,7 +89,8 @@ DDS_API extern const struct DDS_TypeDeallocationParams_t DDS_TYPE_DEALLOCATION_P
 /// | `set_absolute_maximum` | upper bound of the capacity; not below the present one |
 /// | `get_length`, `set_length` | number of elements; growing beyond the capacity reallocates to exactly the length |
 /// | `ensure_length` | length, growing to the given maximum when needed |
-/// | `get` | the element by value; logs a bad index and reads element 0 then; `self` is not tested for null |
+/// | `get` | the element by value; logs a bad index and reads element 0 then (a zero element when there is none); |
+/// | | `self` is not tested for null |
 /// | `get_reference` | address of the element, null for a bad index |
 /// | `has_ownership` | whether the buffer is the sequence's own |
 /// | `get_` / `set_element_pointers_allocation` | one flag; set only while the capacity is 0; `self` not tested |

@@ -162,6 +162,6 @@
     {                                                                                                                 \
         return TSeq##_Container::check_invariantsI(self, operation != nullptr ? operation : __func__);                \
     }                                                                                                                 \
-    static_assert(sizeof(TSeq) > 0)
+    struct TSeq
 
 #endif

@@ -74,11 +74,11 @@ struct DDS_SequenceContainer {
         return isConsistent(self, operation) != no;
     }
 
-    /// Bytes of a buffer; INT32_MAX stands for itself and for everything above.
+    /// Bytes of a buffer, as a message can carry them; INT32_MAX stands for itself and for everything above.
     static int byteCount(DDS_UnsignedLong count)
     {
-        constexpr std::uint64_t overflow = INT32_MAX;
-        return static_cast<int>(count > (overflow - 1) / sizeof(T) ? overflow : count * sizeof(T));
+        static_assert(sizeof(T) <= UINT32_MAX, "the product fits 64 bits");
+        return static_cast<int>(std::min<std::uint64_t>(std::uint64_t{count} * sizeof(T), INT32_MAX));
     }
 
     /// A fresh buffer, or null when memory ended or the byte count overflows.

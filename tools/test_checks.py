@@ -1,0 +1,106 @@
+#!/usr/bin/env python3
+"""Test the checks of this folder: each must find what it is for, in a little tree made for the purpose."""
+import pathlib
+import tempfile
+import unittest
+
+import check_floors
+import check_messages
+import check_words
+
+LOG_WORDS = """/// @file
+#define NOTE_PRINT(result_, message_, ...) (ZYLLogMessage_printWithParams(&(message_), __VA_ARGS__), (result_))
+#define NOTE_BAD(result_, parameter_) NOTE_PRINT(result_, BAD_s, #parameter_)
+#define NOTE_FAILED(result_, what_) NOTE_PRINT(result_, FAILURE_s, what_)
+"""
+
+
+class Tree(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.root = pathlib.Path(folder.name).resolve()
+
+    def write(self, path, text):
+        (self.root / path).parent.mkdir(parents=True, exist_ok=True)
+        (self.root / path).write_text(text)
+
+    def assert_finds(self, findings, *parts):
+        self.assertEqual(len(findings), len(parts), findings)
+        for finding, part in zip(findings, parts):
+            self.assertIn(part, finding)
+
+
+class Floors(Tree):
+    def check(self, path, text):
+        self.write(path, text)
+        return check_floors.check_file(self.root, pathlib.Path(path))
+
+    def test_a_lower_floor_may_be_included_and_a_higher_one_may_not(self):
+        self.write("srcC/halo_runtime/vesk/VESKX.pkg.h", "")
+        self.assert_finds(self.check("srcC/halo_runtime/dds/A.cpp", '#include "../vesk/VESKX.pkg.h"\n'))
+        self.assert_finds(self.check("srcC/halo_runtime/zyl/A.cpp", '#include "../vesk/VESKX.pkg.h"\n'),
+                          "A.cpp:1: floor 1 must not include")
+
+    def test_private_headers_stay_in_their_folder(self):
+        self.write("srcC/halo_runtime/zyl/X.hpp", "")
+        self.assert_finds(self.check("srcC/halo_runtime/zyl/A.cpp", '#include "X.hpp"\n'))
+        self.assert_finds(self.check("srcC/halo_runtime/dds/A.cpp", '#include "../zyl/X.hpp"\n'), "stays in its folder")
+
+    def test_only_the_platform_sees_the_operating_system(self):
+        for header in ("pthread.h", "thread", "chrono", "sys/socket.h"):
+            self.assert_finds(self.check("srcC/halo_runtime/platform/std/A.cpp", f"#include <{header}>\n"))
+            self.assert_finds(self.check("srcC/halo_utility/A.cpp", f"#include <{header}>\n"), "platform may include")
+
+    def test_nothing_above_the_seam_blocks_or_measures_time(self):
+        for text in ("std::this_thread::yield();", "flag.notify_one();", "usleep (1);", "pthread_self();"):
+            self.assert_finds(self.check("srcC/halo_runtime/vesk/A.cpp", f"void f() {{ {text} }}\n"), "seam")
+        self.assert_finds(self.check("srcC/halo_runtime/vesk/A.cpp", '// usleep(1)\nconst char *a = "usleep(1)";\n'))
+
+    def test_examples_and_public_headers_see_public_headers_only(self):
+        self.write("srcC/halo_utility/X.pkg.h", "")
+        self.assert_finds(self.check("examples/a.c", '#include "../srcC/halo_utility/X.pkg.h"\n'), "include/ only")
+        self.assert_finds(self.check("include/dds_c/dds_c_log.h", "#include <stdio.h>\n"), "public header")
+        self.assert_finds(self.check("include/dds_c/dds_c_log.h", "#include <stdint.h>\n"))
+
+
+class Messages(Tree):
+    def check(self, library, test):
+        self.write("srcC/Log.hpp", LOG_WORDS)
+        self.write("srcC/A.cpp", library)
+        self.write("test/A_test.cpp", test)
+        return check_messages.check_tree(self.root)
+
+    def test_a_message_must_be_named_together_with_its_function(self):
+        library = 'int DDS_f(int *self)\n{\n    return NOTE_FAILED(1, "find it");\n}\n'
+        self.assert_finds(self.check(library, 'DDS_f(); EXPECT("find it");'))
+        self.assert_finds(self.check(library, 'DDS_g(); EXPECT("find it");'), "find it")
+        self.assert_finds(self.check(library, "DDS_f();"), "find it")
+        self.assert_finds(self.check(library, 'DDS_f(); // "find it"'), "find it")
+
+    def test_names_that_become_strings_and_parts_of_formats_count(self):
+        self.assert_finds(self.check("int DDS_f(int *self)\n{\n    return NOTE_BAD(1, property);\n}\n", "DDS_f();"),
+                          "property")
+        library = 'int DDS_f(int *self)\n{\n    return NOTE_FAILED(1, "one %d of " "many\\n");\n}\n'
+        self.assert_finds(self.check(library, 'DDS_f(); EXPECT("one 5 of many");'))
+        self.assert_finds(self.check(library, 'DDS_f(); EXPECT("two 5 of many");'), "one")
+
+
+class Words(Tree):
+    def check(self, text, path="a.cpp"):
+        return check_words.check_text(pathlib.Path(path), text)
+
+    def test_notes_and_paths_of_a_machine_are_found(self):
+        self.assert_finds(self.check("/// @file\n// " + "TO" + "DO: later\n"), "must not stay")
+        self.assert_finds(self.check("/// @file\n// see /ho" + "me/me/x\n"), "path of one machine")
+        self.assert_finds(self.check("/// @file\n// build/release/test and a/tmp/b\n"))
+
+    def test_layout_is_checked(self):
+        self.assert_finds(self.check("int a;\n"), "what the file is about")
+        self.assert_finds(self.check("/// @file\nint a; \n"), "blanks")
+        self.assert_finds(self.check("/// @file\nint a;"), "does not end")
+        self.assert_finds(self.check("/// @file\n//" + "x" * 130 + "\n"), "characters")
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -3,23 +3,34 @@
 #include "LogCapture.hpp"
 
 #include <algorithm>
+#include <atomic>
 #include <cstdarg>
 #include <cstdio>
 
 #include "dds_c/dds_c_log.h"
 
+namespace {
+
+/// Pool threads may be looking at the mask just now.
+void setMask(std::uint32_t &maskOut, std::uint32_t mask)
+{
+    std::atomic_ref<std::uint32_t>(maskOut).store(mask, std::memory_order_relaxed);
+}
+
+}  // namespace
+
 LogCapture::LogCapture(std::uint32_t mask)
     : _oldLevels(DDSLog_g_instrumentationMask), _oldSubmodules(DDSLog_g_submoduleMask)
 {
     ZYLLog_setSink(&LogCapture::receive, this);
-    DDSLog_g_submoduleMask = UINT32_MAX;
-    DDSLog_g_instrumentationMask = mask;
+    setMask(DDSLog_g_submoduleMask, UINT32_MAX);
+    setMask(DDSLog_g_instrumentationMask, mask);
 }
 
 LogCapture::~LogCapture()
 {
-    DDSLog_g_instrumentationMask = _oldLevels;
-    DDSLog_g_submoduleMask = _oldSubmodules;
+    setMask(DDSLog_g_instrumentationMask, _oldLevels);
+    setMask(DDSLog_g_submoduleMask, _oldSubmodules);
     ZYLLog_setSink(nullptr, nullptr);
 }
 

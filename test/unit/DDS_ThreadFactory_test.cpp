@@ -1,0 +1,271 @@
+// Replaces: _ZN8platform12createThreadERKNS_14ThreadSettingsEPFPvS3_ES3_Pj ZYLOsapiHeap_reallocateMemoryInternal
+/// @file
+/// The default thread factory: real threads, settings handed on, refused settings reported.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <pthread.h>
+#include <sched.h>
+
+#include <atomic>
+#include <string>
+#include <vector>
+
+#include "LogCapture.hpp"
+#include "halo_runtime/dds/DDS_DomainParticipantFactory.pkg.h"
+#include "halo_runtime/platform/Platform.hpp"
+#include "halo_runtime/zyl/ZYLOsapiHeap.pkg.h"
+
+namespace {
+
+/// What the factory asked the platform for.
+struct Asked {
+    std::string name;
+    std::size_t stackSize = 0;
+    bool hasPriority = false;
+    int priority = 0;
+    std::vector<std::int32_t> cpus;
+} asked;
+/// What the platform pretends to be refused; with `isThreadRefused` no thread is made.
+unsigned refusedSettings = 0;
+bool isThreadRefused = false;
+bool isMemoryGone = false;
+
+}  // namespace
+
+extern "C" {
+platform::Thread *__real__ZN8platform12createThreadERKNS_14ThreadSettingsEPFPvS3_ES3_Pj(
+    const platform::ThreadSettings &settings, platform::ThreadBody body, void *argument, unsigned *refusedOut);
+platform::Thread *__wrap__ZN8platform12createThreadERKNS_14ThreadSettingsEPFPvS3_ES3_Pj(
+    const platform::ThreadSettings &settings, platform::ThreadBody body, void *argument, unsigned *refusedOut)
+{
+    asked = {settings.name != nullptr ? settings.name : "", settings.stackSize, settings.hasPriority, settings.priority,
+             std::vector<std::int32_t>(settings.cpus, settings.cpus + settings.cpuCount)};
+    if (isThreadRefused) return nullptr;
+    platform::Thread *const thread =
+        __real__ZN8platform12createThreadERKNS_14ThreadSettingsEPFPvS3_ES3_Pj(settings, body, argument, refusedOut);
+    if (refusedSettings != 0) *refusedOut = refusedSettings;
+    return thread;
+}
+int __real_ZYLOsapiHeap_reallocateMemoryInternal(void **blockInOut, size_t size, int alignment, int reallocate,
+                                                 int flag, const char *routine, ZYLOsapiAllocKind kind,
+                                                 const char *typeName);
+int __wrap_ZYLOsapiHeap_reallocateMemoryInternal(void **blockInOut, size_t size, int alignment, int reallocate,
+                                                 int flag, const char *routine, ZYLOsapiAllocKind kind,
+                                                 const char *typeName)
+{
+    if (isMemoryGone) return 0;
+    return __real_ZYLOsapiHeap_reallocateMemoryInternal(blockInOut, size, alignment, reallocate, flag, routine, kind,
+                                                        typeName);
+}
+}
+
+namespace {
+
+constexpr DDS_ThreadSettings_t defaultSettings = {0,
+                                                  DDS_THREAD_SETTINGS_PRIORITY_DEFAULT,
+                                                  DDS_THREAD_SETTINGS_STACK_SIZE_DEFAULT,
+                                                  DDS_SEQUENCE_INITIALIZER,
+                                                  DDS_THREAD_SETTINGS_CPU_NO_ROTATION,
+                                                  0};
+
+/// What a thread saw of itself.
+struct Seen {
+    std::atomic<int> runs{0};
+    std::uint64_t id = 0;
+    char name[32] = {};
+    std::size_t stackSize = 0;
+    cpu_set_t cpus = {};
+
+    static void *body(void *argument)
+    {
+        auto *const self = static_cast<Seen *>(argument);
+        self->id = platform::currentThreadId();
+        pthread_getname_np(pthread_self(), self->name, sizeof(self->name));
+        pthread_attr_t attributes;
+        pthread_getattr_np(pthread_self(), &attributes);
+        pthread_attr_getstacksize(&attributes, &self->stackSize);
+        pthread_attr_destroy(&attributes);
+        pthread_getaffinity_np(pthread_self(), sizeof(self->cpus), &self->cpus);
+        self->runs += 1;
+        return nullptr;
+    }
+};
+
+class ThreadFactory : public testing::Test {
+protected:
+    ThreadFactory()
+        : factory(DDS_DomainParticipantFactory_get_default_thread_factory(DDS_DomainParticipantFactory_get_instance())),
+          _blocks(ZYLOsapiHeap_getBlockCount())
+    {
+        asked = {};
+        refusedSettings = 0;
+        isThreadRefused = false;
+        isMemoryGone = false;
+    }
+    ~ThreadFactory() override { EXPECT_EQ(ZYLOsapiHeap_getBlockCount(), _blocks); }
+
+    /// Run a thread with these settings to its end.
+    void runWith(const DDS_ThreadSettings_t *settings, const char *name = "worker")
+    {
+        void *const thread = factory.create_thread(factory.factory_data, name, settings, Seen::body, &seen);
+        ASSERT_NE(thread, nullptr);
+        factory.delete_thread(factory.factory_data, thread);
+        EXPECT_EQ(seen.runs, 1) << "deleting joins";
+    }
+
+    LogCapture log;
+    DDS_ThreadFactory factory;
+    Seen seen;
+
+private:
+    std::size_t _blocks;
+};
+
+TEST_F(ThreadFactory, the_participant_factory_is_one_object_and_has_a_default_thread_factory)
+{
+    EXPECT_NE(DDS_DomainParticipantFactory_get_instance(), nullptr);
+    EXPECT_EQ(DDS_DomainParticipantFactory_get_instance(), DDS_DomainParticipantFactory_get_instance());
+    EXPECT_NE(factory.create_thread, nullptr);
+    EXPECT_NE(factory.delete_thread, nullptr);
+}
+
+TEST_F(ThreadFactory, default_settings_ask_for_nothing)
+{
+    runWith(&defaultSettings);
+    EXPECT_EQ(asked.name, "worker");
+    EXPECT_EQ(asked.stackSize, 0U);
+    EXPECT_FALSE(asked.hasPriority);
+    EXPECT_TRUE(asked.cpus.empty());
+    EXPECT_STREQ(seen.name, "worker");
+    EXPECT_NE(seen.id, platform::currentThreadId());
+    EXPECT_NO_LOG(log);
+}
+
+TEST_F(ThreadFactory, missing_settings_are_default_settings)
+{
+    runWith(nullptr);
+    EXPECT_EQ(asked.stackSize, 0U);
+    EXPECT_FALSE(asked.hasPriority);
+    EXPECT_NO_LOG(log);
+}
+
+TEST_F(ThreadFactory, all_zero_settings_have_no_cpus)
+{
+    DDS_ThreadSettings_t settings = {};
+    settings.priority = DDS_THREAD_SETTINGS_PRIORITY_DEFAULT;
+    settings.stack_size = DDS_THREAD_SETTINGS_STACK_SIZE_DEFAULT;
+    settings.cpu_list._length = 3;  // Never initialized: its fields mean nothing.
+    runWith(&settings);
+    EXPECT_TRUE(asked.cpus.empty());
+    EXPECT_NO_LOG(log);
+}
+
+TEST_F(ThreadFactory, the_stack_size_is_honoured)
+{
+    DDS_ThreadSettings_t settings = defaultSettings;
+    settings.stack_size = 1 << 20;
+    runWith(&settings);
+    EXPECT_EQ(asked.stackSize, std::size_t{1} << 20);
+    EXPECT_GE(seen.stackSize, std::size_t{1} << 20);
+    EXPECT_LT(seen.stackSize, std::size_t{1} << 21);
+    EXPECT_NO_LOG(log);
+}
+
+TEST_F(ThreadFactory, the_cpu_list_is_honoured)
+{
+    cpu_set_t allowed;
+    ASSERT_EQ(pthread_getaffinity_np(pthread_self(), sizeof(allowed), &allowed), 0);
+    DDS_Long cpu = 0;
+    while (!CPU_ISSET(static_cast<std::size_t>(cpu), &allowed)) cpu += 1;
+
+    DDS_ThreadSettings_t settings = defaultSettings;
+    ASSERT_TRUE(DDS_LongSeq_loan_contiguous(&settings.cpu_list, &cpu, 1, 1));
+    runWith(&settings);
+    EXPECT_THAT(asked.cpus, testing::ElementsAre(cpu));
+    EXPECT_EQ(CPU_COUNT(&seen.cpus), 1);
+    EXPECT_TRUE(CPU_ISSET(static_cast<std::size_t>(cpu), &seen.cpus));
+    EXPECT_NO_LOG(log);
+}
+
+TEST_F(ThreadFactory, a_cpu_list_of_pointers_is_gathered)
+{
+    cpu_set_t allowed;
+    ASSERT_EQ(pthread_getaffinity_np(pthread_self(), sizeof(allowed), &allowed), 0);
+    DDS_Long cpu = 0;
+    while (!CPU_ISSET(static_cast<std::size_t>(cpu), &allowed)) cpu += 1;
+    DDS_Long *cpus[2] = {&cpu, &cpu};
+
+    DDS_ThreadSettings_t settings = defaultSettings;
+    ASSERT_TRUE(DDS_LongSeq_loan_discontiguous(&settings.cpu_list, cpus, 2, 2));
+    runWith(&settings);
+    EXPECT_THAT(asked.cpus, testing::ElementsAre(cpu, cpu));
+    EXPECT_EQ(CPU_COUNT(&seen.cpus), 1);
+    EXPECT_NO_LOG(log);
+
+    seen.runs = 0;
+    isMemoryGone = true;
+    runWith(&settings, "without");
+    isMemoryGone = false;
+    EXPECT_TRUE(asked.cpus.empty());
+    EXPECT_LOG(log, 2, ZYL_OSAPI_THREAD_LOG_SETTING_REFUSED_ss, "without", "cpu list");
+    EXPECT_LOG_COUNT(log, 1);
+}
+
+TEST_F(ThreadFactory, a_priority_is_handed_on)
+{
+    DDS_ThreadSettings_t settings = defaultSettings;
+    settings.priority = 0;
+    runWith(&settings);
+    EXPECT_TRUE(asked.hasPriority);
+    EXPECT_EQ(asked.priority, 0);
+}
+
+TEST_F(ThreadFactory, each_refused_setting_is_reported_and_the_thread_runs)
+{
+    refusedSettings =
+        platform::refusedName | platform::refusedStackSize | platform::refusedPriority | platform::refusedCpus;
+    runWith(&defaultSettings);
+    EXPECT_LOG(log, 2, ZYL_OSAPI_THREAD_LOG_SETTING_REFUSED_ss, "worker", "name");
+    EXPECT_LOG(log, 2, ZYL_OSAPI_THREAD_LOG_SETTING_REFUSED_ss, "worker", "stack size");
+    EXPECT_LOG(log, 2, ZYL_OSAPI_THREAD_LOG_SETTING_REFUSED_ss, "worker", "priority");
+    EXPECT_LOG(log, 2, ZYL_OSAPI_THREAD_LOG_SETTING_REFUSED_ss, "worker", "cpu list");
+    EXPECT_LOG_COUNT(log, 4);
+}
+
+TEST_F(ThreadFactory, settings_that_no_system_has_are_reported_and_the_thread_runs)
+{
+    DDS_Long cpu = -5;
+    DDS_ThreadSettings_t settings = defaultSettings;
+    settings.priority = 1'000'000;
+    settings.stack_size = -2;
+    ASSERT_TRUE(DDS_LongSeq_loan_contiguous(&settings.cpu_list, &cpu, 1, 1));
+    runWith(&settings);
+    EXPECT_EQ(asked.stackSize, 0U);
+    EXPECT_LOG(log, 2, ZYL_OSAPI_THREAD_LOG_SETTING_REFUSED_ss, "worker", "stack size");
+    EXPECT_LOG(log, 2, ZYL_OSAPI_THREAD_LOG_SETTING_REFUSED_ss, "worker", "priority");
+    EXPECT_LOG(log, 2, ZYL_OSAPI_THREAD_LOG_SETTING_REFUSED_ss, "worker", "cpu list");
+    EXPECT_LOG_COUNT(log, 3);
+}
+
+TEST_F(ThreadFactory, a_thread_that_cannot_be_made_gives_no_handle)
+{
+    isThreadRefused = true;
+    EXPECT_EQ(factory.create_thread(factory.factory_data, "worker", &defaultSettings, Seen::body, &seen), nullptr);
+    EXPECT_LOG(log, 2, DDS_LOG_CREATE_FAILURE_s, "thread");
+    EXPECT_LOG_COUNT(log, 1);
+    EXPECT_EQ(seen.runs, 0);
+}
+
+TEST_F(ThreadFactory, a_thread_without_a_body_is_refused)
+{
+    EXPECT_EQ(factory.create_thread(factory.factory_data, "worker", &defaultSettings, nullptr, &seen), nullptr);
+    EXPECT_LOG(log, 2, DDS_LOG_BAD_PARAMETER_s, "on_spawned");
+}
+
+TEST_F(ThreadFactory, deleting_no_thread_does_nothing)
+{
+    factory.delete_thread(factory.factory_data, nullptr);
+    EXPECT_NO_LOG(log);
+}
+
+}  // namespace

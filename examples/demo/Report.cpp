@@ -2,6 +2,8 @@
 /// See Report.hpp.
 #include "Report.hpp"
 
+#include <time.h>
+
 #include <algorithm>
 #include <cinttypes>
 #include <cmath>
@@ -92,6 +94,41 @@ void reportThreads(const ThreadTable &threads)
     std::printf("\n%-18s %10s\n", "thread", "dispatches");
     for (const auto &[name, dispatches] : threads.rows())
         std::printf("%-18s %10" PRIu64 "\n", name.c_str(), dispatches.load());
+}
+
+CpuTimes::CpuTimes(DDS_AsyncWaitSet *waitSet)
+{
+    DDS_AsyncWaitSetThreadPoolStats_initialize(&_stats);
+    DDS_AsyncWaitSet_get_thread_pool_statsI(waitSet, &_stats);
+    timespec time{};
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
+    _process_ns = time.tv_sec * std::int64_t{1'000'000'000} + time.tv_nsec;
+}
+
+CpuTimes::~CpuTimes()
+{
+    DDS_AsyncWaitSetThreadPoolStats_finalize(&_stats);
+}
+
+bool CpuTimes::report(unsigned threadCount)
+{
+    ZYLOsapiThreadCpuInfoSeq *infos = &_stats.thread_pool_info;
+    const DDS_Long length = ZYLOsapiThreadCpuInfoSeq_get_length(infos);
+    double sum_ms = 0;
+    std::printf("\n%-18s %10s %12s\n", "pool thread", "id", "CPU ms");
+    for (DDS_Long i = 0; i < length; ++i) {
+        const ZYLOsapiThreadCpuInfo info = ZYLOsapiThreadCpuInfoSeq_get(infos, i);
+        const double time_ms =
+            1e3 * (static_cast<double>(info.cpuTime.sec) + static_cast<double>(info.cpuTime.frac) / 4294967296.0);
+        sum_ms += time_ms;
+        std::printf("%-18d %10" PRIu64 " %12.3f\n", i, info.id, time_ms);
+    }
+    const double process_ms = static_cast<double>(_process_ns) / 1e6;
+    std::printf("%-18s %10s %12.3f  of %.3f ms of the whole process; threads of the last start\n", "sum", "", sum_ms,
+                process_ms);
+    const bool isWell = length == static_cast<DDS_Long>(threadCount) && sum_ms > 0 && sum_ms <= process_ms;
+    if (!isWell) std::fprintf(stderr, "demo: FAILED: the CPU times of the pool threads cannot be right\n");
+    return isWell;
 }
 
 void reportRequests(const Requests &requests)

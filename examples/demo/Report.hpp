@@ -3,6 +3,8 @@
 #ifndef DEMO_REPORT_HPP
 #define DEMO_REPORT_HPP
 
+#include <dds_c/dds_c_asyncwaitset_impl.h>
+
 #include <vector>
 
 #include "DemoTopics.hpp"
@@ -18,6 +20,24 @@ bool reportTopics(const std::vector<TopicCounts> &counts, const PublisherReport 
                   const std::vector<std::vector<Interval>> &pauses);
 
 void reportThreads(const ThreadTable &threads);
+/// CPU time of the pool threads at one moment, and of the process a moment later.
+class CpuTimes {
+public:
+    /// Read them; the wait set is started.
+    explicit CpuTimes(DDS_AsyncWaitSet *waitSet);
+    ~CpuTimes();
+    CpuTimes(const CpuTimes &) = delete;
+    CpuTimes &operator=(const CpuTimes &) = delete;
+
+    /// Print one row for each pool thread.
+    /// Returns: whether there is one for each of `threadCount` threads and their sum lies within the process's time.
+    bool report(unsigned threadCount);
+
+private:
+    DDS_AsyncWaitSetThreadPoolStats _stats;
+    std::int64_t _process_ns;
+};
+
 void reportRequests(const Requests &requests);
 
 }  // namespace demo

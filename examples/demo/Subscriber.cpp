@@ -216,6 +216,7 @@ bool Subscriber::finish()
     // Ended by the watchdog if it never comes.
     while (!std::ranges::all_of(_readers, [](const auto &reader) { return reader->isSettled(); }))
         pause(milliseconds(5));
+    CpuTimes cpuTimes(_waitSet.get());
     request("stop at the end", DDS_AsyncWaitSet_stop_with_completion_token);
     _watchdog.enter("report");
 
@@ -225,6 +226,7 @@ bool Subscriber::finish()
     reportThreads(_threads);
     reportRequests(*_requests);
     isWell = _requests->isAllWell() && isWell;
+    isWell = cpuTimes.report(_options.threads) && isWell;
     _watchdog.enter("delete");
     isWell = DDS_AsyncWaitSet_delete(_waitSet.release()) == DDS_RETCODE_OK && isWell;
     std::printf("\n%s\n",

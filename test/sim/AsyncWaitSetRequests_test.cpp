@@ -307,7 +307,7 @@ TEST_P(Requests, batches_of_events_wake_the_pool_and_strand_nothing)
 
 TEST_P(Requests, idle_time_outs_are_reported_and_disturb_nothing)
 {
-    forEachSeed(scenarioSeeds / 5, [] {
+    forEachSeed(scenarioSeeds, [] {
         Signal timedOut;
         RecordingListener listener;
         listener.onEvent = [&](const RecordingListener::Event &event) {

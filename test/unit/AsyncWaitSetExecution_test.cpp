@@ -235,7 +235,7 @@ TEST_F(Execution, a_stop_that_is_not_the_last_of_its_batch_is_an_error)
     EXPECT_EQ(submit(DDS_AsyncWaitSetTask_stop), DDS_RETCODE_OK);
     aws->_isStopInitiated = 0;
     EXPECT_EQ(submit(late), DDS_RETCODE_OK);
-    EXPECT_EQ(executeAs(0), DDS_RETCODE_ERROR);
+    ASSERT_EQ(executeAs(0), DDS_RETCODE_ERROR);
     EXPECT_LOG(log, 1, ZYL_LOG_PRECONDITION_FAILURE_s,
                "\"VESKInlineListNode_getNext(&userNode->node) != ((void *)0)\"");
     EXPECT_LOG_COUNT(log, 1U);
@@ -252,7 +252,7 @@ TEST_F(Execution, the_first_claim_of_a_thread_takes_nothing_without_a_start_requ
     EXPECT_EQ(submit(probe), DDS_RETCODE_OK);
     aws->_threadPool[0]._mustClaimStart = 1;
     EXPECT_EQ(executeAs(0), DDS_RETCODE_OK);
-    EXPECT_EQ(probe.executions, 0);
+    ASSERT_EQ(probe.executions, 0);
     EXPECT_EQ(firstRequest()->_executionCount, 0U);
     EXPECT_EQ(aws->_threadPool[0]._mustClaimStart, 1);
 

@@ -157,6 +157,23 @@ TEST_F(WaitSetEvents, due_and_fresh_ones_come_and_go_in_any_order)
 
 // ---------------------------------------------------------------- waits
 
+TEST_F(WaitSetEvents, a_time_out_reports_a_sequence_that_cannot_be_emptied)
+{
+    DDS_WaitSet *const waitSet = DDS_WaitSet_new();
+    DDS_ConditionSeq broken = DDS_SEQUENCE_INITIALIZER;
+    broken._length = 1;  // without a buffer
+    const DDS_Duration_t none = {0, 0};
+    EXPECT_EQ(DDS_WaitSet_waitI(waitSet, &broken, &none), DDS_RETCODE_ERROR);
+    EXPECT_LOG(log, 2, ZYL_LOG_ASSERT_FAILURE_s, "invariant: length > maximum");
+    EXPECT_LOG(log, 2, ZYL_LOG_ANY_FAILURE_s, "set length of active conditions sequence");
+    EXPECT_LOG_COUNT(log, 2);
+    log.clear();
+    broken._length = 0;
+    EXPECT_EQ(DDS_WaitSet_waitI(waitSet, &broken, &none), DDS_RETCODE_TIMEOUT);
+    EXPECT_NO_LOG(log);
+    EXPECT_EQ(DDS_WaitSet_delete(waitSet), DDS_RETCODE_OK);
+}
+
 TEST_F(WaitSetEvents, a_time_out_leaves_the_sequence_empty_and_the_wait_closed)
 {
     Counter doorbell;

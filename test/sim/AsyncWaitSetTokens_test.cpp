@@ -104,14 +104,14 @@ TEST_P(Tokens, a_token_can_be_deleted_while_its_waiter_is_still_leaving)
         DDS_AsyncWaitSetCompletionToken *const token = DDS_AsyncWaitSet_create_completion_token(aws);
         EXPECT_EQ(DDS_AsyncWaitSet_attach_condition_with_completion_token(aws, guard.condition(), token),
                   DDS_RETCODE_OK);
-        Signal begun;
+        std::atomic<bool> hasReturned = false;
         {
-            SimThread waiter("waiter",
-                             [&] { EXPECT_EQ(DDS_AsyncWaitSetCompletionToken_wait(token, &forever), DDS_RETCODE_OK); });
-            // Deleting needs a request that is done, and must not come before the waiter's call.
-            while (token->_isWaiting == 0 && token->_state == DDS_AsyncWaitSetCompletionTokenState_QUEUED)
-                platform::yield();
-            if (token->_isWaiting == 0) waiter.join();
+            SimThread waiter("waiter", [&] {
+                EXPECT_EQ(DDS_AsyncWaitSetCompletionToken_wait(token, &forever), DDS_RETCODE_OK);
+                hasReturned = true;
+            });
+            // Deleting must not come before the waiter's call, and is refused until the request is done.
+            while (handoffRead(token->_waiterMark) == 0 && !hasReturned) platform::yield();
             while (DDS_AsyncWaitSet_delete_completion_token(aws, token) != DDS_RETCODE_OK) platform::yield();
         }
         EXPECT_EQ(aws->_loanedCompletionTokenCount, 0);

@@ -6,6 +6,7 @@
 #include <thread>
 
 #include "AwsQueueFixture.hpp"
+#include "halo_runtime/zyl/ZYLShared.pkg.hpp"
 
 extern "C" {
 DDS_ReturnCode_t __real_DDS_WaitSet_attach_condition(DDS_WaitSet *, DDS_Condition *);
@@ -57,7 +58,8 @@ protected:
     void finishRequest() { EXPECT_EQ(executeAs(0), DDS_RETCODE_OK); }
 
     ProbeTask probe{[](const DDS_AWSTaskInfo *info) {
-        if (info->_completionToken != nullptr) info->_completionToken->retCode = DDS_RETCODE_OUT_OF_RESOURCES;
+        if (info->_completionToken != nullptr)
+            handoffWrite(info->_completionToken->retCode, DDS_RETCODE_OUT_OF_RESOURCES);
     }};
 };
 

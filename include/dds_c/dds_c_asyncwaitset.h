@@ -78,7 +78,8 @@ typedef void (*DDS_AsyncWaitSetListener_OnThreadCallback)(void *listener_data, D
 typedef void (*DDS_AsyncWaitSetListener_OnConditionCallback)(void *listener_data, DDS_Condition *condition);
 
 /// What the application wants to hear of. Every callback may be null. They run on pool threads (the last two on the
-/// calling thread while the wait set is not started), different threads possibly at the same time.
+/// calling thread while the wait set is not started), now on one and now on another. A pool thread leads while it is in
+/// one, so keep them short: no handler is begun before they return.
 typedef struct DDS_AsyncWaitSetListener {
     void *listener_data;                                          ///< First argument of every callback.
     DDS_AsyncWaitSetListener_OnThreadCallback on_thread_spawned;  ///< In a new pool thread, which leads just then.
@@ -148,6 +149,7 @@ DDS_API DDS_ReturnCode_t DDS_AsyncWaitSet_delete_completion_token(DDS_AsyncWaitS
 
 /// Wait until the request that the token was last submitted with is done, and learn its outcome.
 ///
+/// An outcome is told once: waiting again for a request that is done already returns DDS_RETCODE_OK.
 /// @param completion_token  not null, not one of the two special tokens.
 /// @param timeout           not null; infinite means no limit.
 /// @return the request's outcome once it is done: DDS_RETCODE_OK or the code of what failed in it.

@@ -70,8 +70,8 @@ void *DDS_AsyncWaitSet_run(void *threadParam)
             break;
         }
         isRunning = pendingStopTask == nullptr;
-        // After an early unlock a condition can be back in the waits and still be marked as locked by a handler that
-        // has not returned: the wait ends at once and there is nothing to pick. Let that handler run.
+        // A condition can be back in the waits and still be marked as locked: its dispatcher unmasks it before it
+        // clears the mark. Then the wait ends at once and there is nothing to pick. Let that thread run.
         if (isRunning && thread->_hasFoundWork == 0) ZYLOsapiThread_yield();
     }
     if (isRunning)

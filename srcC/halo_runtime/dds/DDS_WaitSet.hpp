@@ -4,12 +4,12 @@
 /// A condition that is attached to a wait set has one *attachment* there. An attachment is *active* while its condition
 /// is triggered and it is not masked, and an active attachment is either fresh or due:
 ///
-/// | state | how it gets there | what it does to a wait |
-/// |---|---|---|
-/// | idle | the condition falls, is masked or detached: mark and events are withdrawn | nothing |
-/// | fresh | the condition rises unmasked, or is attached triggered: one event, and one more for each further event |
-/// ends it when the events of all fresh ones reach `max_event_count`, or `max_event_delay` after the oldest | | due |
-/// it is unmasked while triggered, or a wait that returned OK reported it | ends it at once |
+/// - idle: its condition has fallen, is masked or was never triggered; it does nothing to a wait. Becoming idle takes
+///   its mark and its events away.
+/// - fresh: its condition rose while unmasked, or was attached triggered. That is one event, and each further one adds
+///   to it. It ends a wait when the events of all fresh ones reach `max_event_count`, or when `max_event_delay` has
+///   passed since the oldest of them.
+/// - due: it was unmasked while triggered, or a wait that returned OK reported it. It ends a wait at once.
 ///
 /// A wait that ends with OK reports all active attachments and makes them due in one step.
 ///

@@ -37,11 +37,11 @@ typedef struct VESKWorkerFactory VESKWorkerFactory;
 
 /// The registry of workers, one per thread.
 typedef struct VESKWorkerPerThread {
-    struct VESKWorkerFactory *_workerFactory;  ///< Creates exclusive areas. First field.
+    struct VESKWorkerFactory *_workerFactory ZYL_SHARED;  ///< Handoff. Creates exclusive areas. First field.
     int _ownsFactory;
     uint32_t _workerTssKey;  ///< Key of the worker in the thread's storage.
     void *_tssFactory;
-    int _ownsTss;
+    int _ownsTss ZYL_SHARED;  ///< Handoff.
 } VESKWorkerPerThread;
 
 /// A lock. Opaque to its users.

@@ -8,6 +8,9 @@
   4  srcC/halo_utility, dds_c_asyncwaitset.h, dds_c_asyncwaitset_impl.h
   5  test, bench, examples
 
+Inside srcC/halo_utility the same once more, by subject (see SUBJECTS): a subject includes and calls those below it, so
+that the folder reads downwards and nothing calls back up. Calls are found by name, whatever header declares them.
+
 Besides: public headers include each other, <stdint.h> and <stddef.h>; an .hpp under srcC stays in its folder, unless it
 is a .pkg.hpp; examples see include/ only. Above floor 0 the library names no thread, lock, clock or sleep.
 
@@ -43,6 +46,14 @@ EXCEPTIONS = {
     ("srcC/halo_runtime/zyl/ZYLOsapiThread.pkg.h", "include/dds_c/dds_c_asyncwaitset_impl.h"),
     ("srcC/halo_runtime/zyl/ZYLOsapiThreadCpuInfoSeq.cpp", "include/dds_c/dds_c_asyncwaitset_impl.h"),
 }
+
+# The subjects of srcC/halo_utility, each above all that it uses. AsyncWaitSet.pkg.h, the records, the locks and the log
+# words are for all of them and stand below. AsyncWaitSet itself is the subject "".
+SUBJECTS = ("", "Lifecycle", "Operations", "Start", "OldPool", "Submission", "Thread", "Run", "Dispatch", "Execution",
+            "Task", "Notification", "Request", "TokenWait", "CompletionToken", "SemaphoreToken", "Relay", "Leadership",
+            "Registry", "Stats", "Query", "Property", "Locks", "Log", "Globals", "Records")
+SUBJECT_FOLDER = "srcC/halo_utility/"
+SUBJECT_OF_ALL = ("AsyncWaitSet.pkg.h", "AsyncWaitSetCompletionToken.pkg.h", "AsyncWaitSetGlobals.pkg.h")
 
 # What the library may use above floor 0: headers of the languages that neither block nor measure time.
 LANGUAGE_HEADERS = set(
@@ -131,11 +142,56 @@ def check_file(root, relative):
     return findings
 
 
+# The name of a function that begins in the first column, with a body: its parameters are followed by a line "{".
+DEFINITION = re.compile(r"^(?!return\b|else\b)[A-Za-z_][\w \t*&:<>]*?[ \t*&](\w+)\((?=[^;{}]*\n\{)", re.MULTILINE)
+
+
+def subject_of(name):
+    """The place of a file of the wait set's folder in SUBJECTS, or None."""
+    subject = name.split(".")[0].removeprefix("AsyncWaitSet")
+    return SUBJECTS.index(subject) if subject in SUBJECTS else None
+
+
+def check_subjects(root):
+    """The order inside the wait set's folder."""
+    texts = {path.name: without_comments_and_strings((root / path).read_text())
+             for path in source_files(root, SUBJECT_FOLDER)}
+    findings = [f"{SUBJECT_FOLDER}{name}: its subject has no place in the order" for name in texts
+                if subject_of(name) is None]
+    if findings:
+        return findings
+    definers = {}  # documented and shared names only: helpers of one file have no prefix
+    for name, text in texts.items():
+        for definition in DEFINITION.finditer(text):
+            if definition[1].startswith(("DDS_", "AWS_")):
+                definers[definition[1]] = name
+    for name, text in texts.items():
+        rank = subject_of(name)
+        for match in INCLUDE.finditer(without_comments((root / SUBJECT_FOLDER / name).read_text())):
+            included = match[1]
+            if included in texts and included not in SUBJECT_OF_ALL and subject_of(included) < rank:
+                findings.append(f"{SUBJECT_FOLDER}{name}: includes {included}, which stands above it")
+        if name.endswith(".h"):
+            continue  # declarations only
+        for use in sorted(set(re.findall(r"\b(?:DDS|AWS)_\w+", text)) & definers.keys()):
+            if subject_of(definers[use]) < rank and not is_declared_only(text, use):
+                findings.append(f"{SUBJECT_FOLDER}{name}: uses {use} of {definers[use]}, which stands above it")
+    return findings
+
+
+def is_declared_only(text, name):
+    """Whether every mention of the name is a declaration: it begins in the first column and has no body."""
+    def is_declaration(position):
+        line = text.rfind("\n", 0, position) + 1
+        return re.match(r"\w+\([^;{}]*;", text[position:]) and not text[line].isspace()
+    return all(is_declaration(match.start()) for match in re.finditer(rf"\b{name}\b", text))
+
+
 def check_tree(root):
     findings = []
     for relative in source_files(root, "include", "srcC", "test", "bench", "examples"):
         findings += check_file(root, relative)
-    return findings
+    return findings + check_subjects(root)
 
 
 def main(arguments):

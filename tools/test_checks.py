@@ -63,6 +63,24 @@ class Floors(Tree):
         self.assert_finds(self.check("include/dds_c/dds_c_log.h", "#include <stdio.h>\n"), "public header")
         self.assert_finds(self.check("include/dds_c/dds_c_log.h", "#include <stdint.h>\n"))
 
+    def check_subjects(self, **texts):
+        for name, text in texts.items():
+            self.write(f"srcC/halo_utility/AsyncWaitSet{name.replace('_', '.')}", text)
+        return check_floors.check_subjects(self.root)
+
+    def test_a_subject_includes_those_below_it_only(self):
+        self.assert_finds(self.check_subjects(Request_hpp="", Run_cpp='#include "AsyncWaitSetRequest.hpp"\n'))
+        self.assert_finds(self.check_subjects(Start_hpp="", Request_cpp='#include "AsyncWaitSetStart.hpp"\n'),
+                          "AsyncWaitSetRequest.cpp: includes AsyncWaitSetStart.hpp")
+        self.assert_finds(self.check_subjects(Sidecar_cpp=""), "no place in the order")
+
+    def test_a_call_upwards_is_found_however_it_was_declared(self):
+        upper = "void AWS_wake(int *self,\n              int n) ZYL_NOT_ANALYZED\n{\n    AWS_lower();\n}\n"
+        self.assert_finds(self.check_subjects(Start_cpp=upper, Request_hpp="void AWS_wake(int *self, int n);\n",
+                                              Request_cpp="void AWS_lower()\n{\n}\n"))
+        self.assert_finds(self.check_subjects(Request_cpp="void AWS_lower()\n{\n    AWS_wake(nullptr, 1);\n}\n"),
+                          "AsyncWaitSetRequest.cpp: uses AWS_wake of AsyncWaitSetStart.cpp")
+
 
 class Messages(Tree):
     def check(self, library, test):

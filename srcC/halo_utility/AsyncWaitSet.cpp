@@ -1,7 +1,7 @@
 /// @file
-/// Constructors, destructor and accessors of the asynchronous wait set.
+/// Constructors and destructor of the asynchronous wait set.
 ///
-/// Protection: none needed; the property and the shared wait set are const after creation.
+/// Protection: none needed; nobody else knows a wait set that is being created, and none may use one that is deleted.
 #include "AsyncWaitSet.pkg.h"
 #include "AsyncWaitSetLog.hpp"
 #include "halo_runtime/zyl/ZYLOsapiHeap.pkg.h"
@@ -59,19 +59,4 @@ DDS_ReturnCode_t DDS_AsyncWaitSet_delete(DDS_AsyncWaitSet *self)
     if (retCode != DDS_RETCODE_OK) return AWS_FAILED(retCode, "DDS_AsyncWaitSet_finalize");
     ZYLOsapiHeap_freeStructure(self);
     return DDS_RETCODE_OK;
-}
-
-DDS_ReturnCode_t DDS_AsyncWaitSet_get_property(DDS_AsyncWaitSet *self, struct DDS_AsyncWaitSetProperty_t *property)
-{
-    if (self == nullptr) return AWS_BAD_PARAMETER(DDS_RETCODE_BAD_PARAMETER, self);
-    if (property == nullptr) return AWS_BAD_PARAMETER(DDS_RETCODE_BAD_PARAMETER, property);
-    if (DDS_AsyncWaitSetProperty_t_copy(property, &self->_property) == nullptr)
-        return AWS_FAILED(DDS_RETCODE_ERROR, "copy property");
-    return DDS_RETCODE_OK;
-}
-
-DDS_WaitSet *DDS_AsyncWaitSet_get_waitsetI(DDS_AsyncWaitSet *self)
-{
-    if (self == nullptr) return AWS_BAD_PARAMETER(nullptr, self);
-    return self->_sharedWaitSet;
 }

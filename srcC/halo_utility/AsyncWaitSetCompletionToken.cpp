@@ -1,14 +1,12 @@
 /// @file
-/// Completion tokens: the state table, the special tokens, lending, returning, creating, deleting, waiting.
+/// Completion tokens: the state table, the special tokens, lending, returning, creating, deleting.
 ///
 /// Protection: token fields and the pool of idle tokens belong to the owner's critical section, which every operation
 /// here enters and leaves. A waiter blocks outside of it.
 #include "AsyncWaitSetCompletionToken.hpp"
 
-#include "AsyncWaitSet.pkg.h"
 #include "AsyncWaitSetLocks.hpp"
 #include "AsyncWaitSetLog.hpp"
-#include "halo_runtime/zyl/ZYLTime.pkg.h"
 
 namespace {
 
@@ -17,12 +15,6 @@ namespace {
 /// Bits of a token's waiter mark: whether it was deleted, and the number of waiter frames inside.
 constexpr int deletedMark = 1;
 constexpr int oneWaiter = 2;
-
-bool isSentinel(const DDS_AsyncWaitSetCompletionToken *token)
-{
-    return token == DDS_ASYNC_WAITSET_COMPLETION_TOKEN_IGNORE ||
-           token == DDS_ASYNC_WAITSET_COMPLETION_TOKEN_USE_IMPLICIT_AND_WAIT;
-}
 
 struct DDS_AsyncWaitSetCompletionTokenImpl DDS_ASYNC_WAITSET_COMPLETION_TOKEN_IGNORE_VALUE = {};
 
@@ -131,7 +123,7 @@ DDS_ReturnCode_t DDS_AsyncWaitSet_delete_completion_token(DDS_AsyncWaitSet *self
 {
     if (self == nullptr) return AWS_BAD_PARAMETER(DDS_RETCODE_BAD_PARAMETER, self);
     if (completion_token == nullptr) return AWS_BAD_PARAMETER(DDS_RETCODE_BAD_PARAMETER, completion_token);
-    if (isSentinel(completion_token)) return DDS_RETCODE_OK;
+    if (AWS_isSentinel(completion_token)) return DDS_RETCODE_OK;
     if (!AWS_enterCriticalSection(self)) return AWS_AREA_FAILED(DDS_RETCODE_ERROR, "enter");
 
     DDS_ReturnCode_t retCode = DDS_RETCODE_OK;
@@ -141,34 +133,6 @@ DDS_ReturnCode_t DDS_AsyncWaitSet_delete_completion_token(DDS_AsyncWaitSet *self
         VESKInlineList_removeNodeEA(&self->_completionTokenPool, &completion_token->_loanedNode.node);
         AWS_destroyToken(completion_token);
     }
-
-    if (!AWS_leaveCriticalSection(self)) return AWS_AREA_FAILED(DDS_RETCODE_ERROR, "leave");
-    return retCode;
-}
-
-DDS_ReturnCode_t DDS_AsyncWaitSetCompletionToken_wait(DDS_AsyncWaitSetCompletionToken *completion_token,
-                                                      const struct DDS_Duration_t *timeout)
-{
-    if (completion_token == nullptr || isSentinel(completion_token))
-        return AWS_BAD_PARAMETER(DDS_RETCODE_BAD_PARAMETER, completion_token);
-    if (timeout == nullptr || DDS_Duration_is_valid_timeout(timeout) == 0)
-        return AWS_BAD_PARAMETER(DDS_RETCODE_BAD_PARAMETER, timeout);
-    DDS_AsyncWaitSet *const self = completion_token->_owner;
-    if (self == nullptr) return AWS_PRECONDITION(DDS_RETCODE_BAD_PARAMETER, "completionToken->_owner == ((void *)0)");
-    if (!AWS_enterCriticalSection(self)) return AWS_AREA_FAILED(DDS_RETCODE_ERROR, "enter");
-
-    AWS_stepInsideToken(completion_token);
-    const unsigned submission = completion_token->_submissionCount;
-    const bool wasProcessed = completion_token->_state == DDS_AsyncWaitSetCompletionTokenState_PROCESSED;
-    DDS_ReturnCode_t outcome = handoffRead(completion_token->retCode);  // the wait overwrites that of a processed token
-    DDS_ReturnCode_t retCode = DDS_AsyncWaitSet_waitForTaskExecutedI(self, completion_token, timeout);
-    if (retCode == DDS_RETCODE_OK) {
-        const bool isOurs = completion_token->_submissionCount == submission;
-        if (!wasProcessed) outcome = isOurs ? handoffRead(completion_token->retCode) : DDS_RETCODE_OK;
-        retCode = outcome;
-        completion_token->_waitOutcome = outcome;
-    }
-    AWS_stepOutsideToken(completion_token);
 
     if (!AWS_leaveCriticalSection(self)) return AWS_AREA_FAILED(DDS_RETCODE_ERROR, "leave");
     return retCode;

@@ -7,6 +7,23 @@
 
 #include "AsyncWaitSetCompletionToken.pkg.h"
 
+extern "C" {
+
+/// Lend a token, an idle one or a new one. Enters the critical section. @return null on failure.
+DDS_AsyncWaitSetCompletionToken *DDS_AsyncWaitSet_loanCompletionToken(DDS_AsyncWaitSet *self);
+/// Take a lent token back into the pool of idle ones. Enters the critical section.
+DDS_ReturnCode_t DDS_AsyncWaitSet_returnLoanedCompletionToken(DDS_AsyncWaitSet *self,
+                                                              DDS_AsyncWaitSetCompletionToken *completionToken);
+
+}  // extern "C"
+
+/// Whether the token is one of the two special ones, which are known by their addresses and never looked into.
+inline bool AWS_isSentinel(const DDS_AsyncWaitSetCompletionToken *token)
+{
+    return token == DDS_ASYNC_WAITSET_COMPLETION_TOKEN_IGNORE ||
+           token == DDS_ASYNC_WAITSET_COMPLETION_TOKEN_USE_IMPLICIT_AND_WAIT;
+}
+
 /// The state that the event leads to, or INVALID.
 inline DDS_AsyncWaitSetCompletionTokenState AWS_nextTokenState(const DDS_AsyncWaitSetCompletionToken *token,
                                                                DDS_AsyncWaitSetCompletionTokenEvent event)

@@ -1,5 +1,5 @@
 /// @file
-/// Dispatch: leadership, the two wake-up handlers, and the early unlock.
+/// Dispatch: the two wake-up handlers, and the early unlock.
 ///
 /// The leader waits, picks one triggered condition, takes it out of the waits, gives leadership up and only then runs
 /// the handler: a slow handler holds up nobody, and no condition is dispatched twice at once.
@@ -7,7 +7,9 @@
 /// Protection: leadership for the pick and the cursor; `isLocked` is set by the leader and cleared by the thread that
 /// dispatches. The mask in the shared wait set, not the mark, keeps a locked condition from waking the next leader.
 /// Calls out: handlers, with no lock held.
-#include "AsyncWaitSet.pkg.h"
+#include "AsyncWaitSetDispatch.hpp"
+
+#include "AsyncWaitSetLeadership.hpp"
 #include "AsyncWaitSetLocks.hpp"
 #include "AsyncWaitSetLog.hpp"
 
@@ -54,26 +56,6 @@ Scan pickCondition(DDS_AsyncWaitSet *self) ZYL_REQUIRES(AWS_registryTurn)
 }
 
 }  // namespace
-
-int DDS_AsyncWaitSet_becomeNewLeader(DDS_AsyncWaitSet *self, DDS_AsyncWaitSetThread *thread) ZYL_NOT_ANALYZED
-{
-    if (self->_property.thread_pool_size == 1) return 1;
-    VESKWorker *const worker = AWS_worker(self);
-    if (VESKWorker_enterExclusiveArea(worker, nullptr, self->_threadPoolSynchronizerEA) == 0)
-        return AWS_LEADERSHIP_FAILED(0, worker, ZYL_LOG_FAILED_TO_LOCK_TEMPLATE);
-    AWS_TRACE_THREAD(thread, "became new leader");
-    return 1;
-}
-
-int DDS_AsyncWaitSet_promoteNewLeader(DDS_AsyncWaitSet *self, DDS_AsyncWaitSetThread *thread) ZYL_NOT_ANALYZED
-{
-    if (self->_property.thread_pool_size == 1) return 1;
-    AWS_TRACE_THREAD(thread, "promoting new leader");
-    VESKWorker *const worker = AWS_worker(self);
-    if (VESKWorker_leaveExclusiveArea(worker, nullptr, self->_threadPoolSynchronizerEA) == 0)
-        return AWS_LEADERSHIP_FAILED(0, worker, ZYL_LOG_FAILED_TO_UNLOCK_TEMPLATE);
-    return 1;
-}
 
 void DDS_AsyncWaitSet_onWakeUpSingleThread(void *handlerData, struct DDS_ConditionSeq *conditionSeq)
 {

@@ -1,17 +1,19 @@
 /// @file
-/// Requests from the pool's side: claiming and executing them, counting what is finished, and a caller's wait for one.
+/// The pool's side of a request: claim it, execute it, meet the others at the barrier.
 ///
 /// A request is executed once by every pool thread and is finished when the last of them has reported. A thread claims
 /// under the critical section, executes outside of it, and then passes the barrier once for every request it executed:
 /// so no thread sees the queue again while a request that it executed is still in it, and none executes one twice.
 ///
-/// Protection: the queue, the counts and the tokens belong to the critical section.
+/// Protection: the queue and the counts of claims belong to the critical section.
 /// Calls out: the listener, through the tasks.
-#include "AsyncWaitSet.pkg.h"
-#include "AsyncWaitSetCompletionToken.hpp"
+#include "AsyncWaitSetExecution.hpp"
+
+#include "AsyncWaitSetLeadership.hpp"
 #include "AsyncWaitSetLog.hpp"
+#include "AsyncWaitSetNotification.hpp"
 #include "AsyncWaitSetRequest.hpp"
-#include "halo_runtime/zyl/ZYLTime.pkg.h"
+#include "AsyncWaitSetTask.hpp"
 
 namespace {
 
@@ -41,54 +43,23 @@ void claimRequests(DDS_AsyncWaitSet *self, DDS_AsyncWaitSetThread *thread, VESKI
     }
 }
 
-/// Whether lowering the doorbell is this request's business. A request that was executed by its submitter never rang
-/// it, so it leaves it alone while others are queued.
-bool ownsDoorbell(const DDS_AsyncWaitSet *self, bool isInline) ZYL_REQUIRES(self->_criticalSectionEA)
-{
-    return !isInline || AWS_firstRequest(self) == nullptr;
-}
-
 }  // namespace
 
-DDS_ReturnCode_t DDS_AsyncWaitSet_notifyTaskExecutedI(DDS_AsyncWaitSet *self, DDS_AsyncWaitSetTaskInfo *taskInfo)
+bool AWS_passBarrier(DDS_AsyncWaitSet *self, DDS_Long cycleCount)
 {
-    if (self == nullptr) return AWS_NULL(DDS_RETCODE_BAD_PARAMETER, self);
-    if (taskInfo == nullptr) return AWS_NULL(DDS_RETCODE_BAD_PARAMETER, taskInfo);
-    AWS_isInsideCriticalSection(self);
-
-    taskInfo->_notificationCount += 1;
-    if (taskInfo->_notificationCount != self->_property.thread_pool_size) return DDS_RETCODE_OK;
-
-    AWS_unlinkRequest(self, taskInfo);
-    DDS_AsyncWaitSetCompletionToken *const token = taskInfo->_completionToken;
-    const bool isInline = taskInfo->_isInline != 0;
-    DDS_AsyncWaitSet_returnTaskInfo(self, taskInfo);
-
-    if (ownsDoorbell(self, isInline)) {
-        DDS_ReturnCode_t retCode = DDS_CountingCondition_decrement(self->_taskCondition, 1);
-        if (retCode != DDS_RETCODE_OK) return AWS_FAILED(retCode, "reset internal request condition");
-        if (DDS_CountingCondition_get_count(self->_taskCondition) == 0) {
-            retCode = DDS_WaitSet_set_property(self->_sharedWaitSet, &self->_property.waitset_property);
-            if (retCode != DDS_RETCODE_OK) return AWS_FAILED(retCode, "set WaitSet property");
-        }
-    }
-    if (token == nullptr) return DDS_RETCODE_OK;
-
-    const auto nextState = AWS_nextTokenState(token, DDS_AsyncWaitSetCompletionTokenEvent_NOTIFY);
-    if (nextState == DDS_AsyncWaitSetCompletionTokenState_INVALID)
-        return AWS_REFUSED(DDS_RETCODE_PRECONDITION_NOT_MET, "invalid event completion token state");
-    token->_state = nextState;
-    return token->_handler.notify(token->_handler.handlerData, token);
+    if (!AWS_hasFollowers(self)) return true;
+    for (DDS_Long i = 0; i < cycleCount; ++i)
+        if (ZYLOsapiBarrier_wait(self->_barrier) != ZYL_OSAPI_SEMAPHORE_STATUS_OK) return false;
+    return true;
 }
 
-DDS_ReturnCode_t DDS_AsyncWaitSet_notify_task_executed(DDS_AsyncWaitSet *self, DDS_AsyncWaitSetTaskInfo *taskInfo)
+int DDS_AsyncWaitSet_waitForThreads(DDS_AsyncWaitSet *self, DDS_Long waitCycleCount)
 {
-    if (self == nullptr) return AWS_NULL(DDS_RETCODE_BAD_PARAMETER, self);
-    if (taskInfo == nullptr) return AWS_NULL(DDS_RETCODE_BAD_PARAMETER, taskInfo);
-    if (!AWS_enterCriticalSection(self)) return AWS_AREA_FAILED(DDS_RETCODE_ERROR, "enter");
-    const DDS_ReturnCode_t retCode = DDS_AsyncWaitSet_notifyTaskExecutedI(self, taskInfo);
-    if (!AWS_leaveCriticalSection(self)) return AWS_AREA_FAILED(DDS_RETCODE_ERROR, "leave");
-    return retCode;
+    if (self == nullptr) return AWS_NULL(0, self);
+    if (!AWS_hasFollowers(self)) return 1;
+    AWS_TRACE_THREAD(AWS_currentThread(self), "waiting for thread pool");
+    if (!AWS_passBarrier(self, waitCycleCount)) return AWS_FAILED(0, "barrier wait");
+    return 1;
 }
 
 DDS_ReturnCode_t DDS_AsyncWaitSet_executeInternalTasks(DDS_AsyncWaitSet *self,
@@ -133,57 +104,4 @@ DDS_ReturnCode_t DDS_AsyncWaitSet_executeInternalTasks(DDS_AsyncWaitSet *self,
     thread->_lastRequestCount = 0;
     if (DDS_AsyncWaitSet_becomeNewLeader(self, thread) == 0) return AWS_FAILED(DDS_RETCODE_ERROR, "become leader");
     return DDS_RETCODE_OK;
-}
-
-DDS_ReturnCode_t DDS_AsyncWaitSet_waitForTaskExecutedI(
-    DDS_AsyncWaitSet *self, DDS_AsyncWaitSetCompletionToken *completionToken,
-    const struct DDS_Duration_t *timeout) ZYL_NOT_ANALYZED  // A failed area loses the critical section.
-{
-    if (self == nullptr) return AWS_NULL(DDS_RETCODE_BAD_PARAMETER, self);
-    if (completionToken->_owner == nullptr) return AWS_NULL(DDS_RETCODE_BAD_PARAMETER, completionToken->_owner);
-    if (completionToken->_owner != self)
-        return AWS_PRECONDITION(DDS_RETCODE_BAD_PARAMETER, "completionToken->_owner != self");
-    AWS_isInsideCriticalSection(self);
-    const DDS_AsyncWaitSetThread *const thread = AWS_currentThread(self);
-    if (thread != nullptr && thread->_owner == self)
-        return AWS_REFUSED(DDS_RETCODE_PRECONDITION_NOT_MET,
-                           "waiting for request processed is not allowed within the same thread");
-    if (AWS_isDeadLockRisk(self, thread))
-        return AWS_DEAD_LOCK_RISK(DDS_RETCODE_PRECONDITION_NOT_MET, "AWS", self, thread);
-    if (completionToken->_isWaiting != 0)
-        return AWS_REFUSED(DDS_RETCODE_PRECONDITION_NOT_MET,
-                           "there is already a thread waiting on this completion token");
-
-    const auto nextState = AWS_nextTokenState(completionToken, DDS_AsyncWaitSetCompletionTokenEvent_WAIT);
-    if (nextState == DDS_AsyncWaitSetCompletionTokenState_INVALID)
-        return AWS_REFUSED(DDS_RETCODE_PRECONDITION_NOT_MET, "invalid event completion token state");
-    if (nextState == completionToken->_state) {
-        handoffWrite(completionToken->retCode, DDS_RETCODE_OK);
-        return DDS_RETCODE_OK;
-    }
-    if (AWS_hasCriticalSectionTwice(self))  // the notifier could never come in
-        return AWS_REFUSED(DDS_RETCODE_PRECONDITION_NOT_MET,
-                           "waiting for request processed is not allowed within the same thread");
-
-    completionToken->_isWaiting = 1;
-    const unsigned submission = completionToken->_submissionCount;
-    AWS_stepInsideToken(completionToken);
-    if (!AWS_leaveCriticalSection(self)) {
-        AWS_stepOutsideToken(completionToken);
-        AWS_isInsideCriticalSection(self);
-        return AWS_AREA_FAILED(DDS_RETCODE_ERROR, "leave");
-    }
-    struct ZYLNtpTime timeoutAsNtp;
-    DDS_Duration_to_ntp_time(timeout, &timeoutAsNtp);
-    const DDS_ReturnCode_t retCode =
-        completionToken->_handler.wait(completionToken->_handler.handlerData, completionToken, &timeoutAsNtp);
-    if (!AWS_enterCriticalSection(self)) {
-        AWS_stepOutsideToken(completionToken);
-        return AWS_AREA_FAILED(DDS_RETCODE_ERROR, "enter");
-    }
-    completionToken->_isWaiting = 0;
-    if (retCode == DDS_RETCODE_OK && completionToken->_submissionCount == submission)
-        completionToken->_state = nextState;
-    AWS_stepOutsideToken(completionToken);
-    return retCode;
 }

@@ -7,8 +7,10 @@
 #include <cstring>
 
 #include "AsyncWaitSet.pkg.h"
+#include "AsyncWaitSetDispatch.hpp"
 #include "AsyncWaitSetLocks.hpp"
 #include "AsyncWaitSetLog.hpp"
+#include "AsyncWaitSetThread.hpp"
 #include "halo_runtime/zyl/ZYLOsapiHeap.pkg.h"
 #include "halo_runtime/zyl/ZYLOsapiUtility.pkg.h"
 #include "halo_runtime/zyl/ZYLTime.pkg.h"
@@ -186,7 +188,7 @@ int DDS_AsyncWaitSet_initialize(DDS_AsyncWaitSet *self, DDS_DomainParticipantFac
     std::memset(static_cast<void *>(self->_threadPool), 0, poolSize * sizeof *self->_threadPool);
 
     self->_threadHandler = {self, DDS_AsyncWaitSet_onWakeUpSingleThread};
-    if (poolSize != 1) {
+    if (AWS_hasFollowers(self)) {
         self->_barrier = ZYLOsapiBarrier_new(self->_property.thread_pool_size);
         if (self->_barrier == nullptr)
             return unbuild(

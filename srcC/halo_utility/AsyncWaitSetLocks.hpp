@@ -31,6 +31,12 @@
 #include "AsyncWaitSetRecords.pkg.h"
 #include "halo_runtime/zyl/ZYLShared.pkg.hpp"
 
+/// Whether the thread that leads has others to share the work with. A pool of one has no leadership and no barrier.
+inline bool AWS_hasFollowers(const DDS_AsyncWaitSet *self)
+{
+    return self->_property.thread_pool_size != 1;
+}
+
 /// The calling thread's worker.
 inline VESKWorker *AWS_worker(const DDS_AsyncWaitSet *self)
 {

@@ -6,6 +6,7 @@
 #include "AsyncWaitSet.pkg.h"
 #include "AsyncWaitSetLocks.hpp"
 #include "AsyncWaitSetLog.hpp"
+#include "AsyncWaitSetTask.hpp"
 #include "halo_runtime/zyl/ZYLOsapiUtility.pkg.h"
 
 namespace {
@@ -139,10 +140,4 @@ DDS_ReturnCode_t DDS_AsyncWaitSet_detach_condition(DDS_AsyncWaitSet *self, DDS_C
     if (retCode != DDS_RETCODE_OK)
         return AWS_FAILED(retCode, "DDS_AsyncWaitSet_detach_condition_with_completion_token");
     return DDS_RETCODE_OK;
-}
-
-DDS_Boolean DDS_AsyncWaitSet_is_started(DDS_AsyncWaitSet *self)
-{
-    if (self == nullptr) return AWS_BAD_PARAMETER(DDS_BOOLEAN_FALSE, self);
-    return handoffRead(self->_isStarted) != 0 ? DDS_BOOLEAN_TRUE : DDS_BOOLEAN_FALSE;
 }

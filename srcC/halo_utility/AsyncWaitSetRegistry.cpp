@@ -1,8 +1,9 @@
 /// @file
 /// The registry: the attached conditions in dispatch order, the dispatch cursor, and an internal walk.
 ///
-/// Protection: the registry turn (AsyncWaitSetLocks.hpp). The public query reads the plain wait set instead and may be
-/// called from any thread.
+/// Protection: the registry turn (AsyncWaitSetLocks.hpp).
+#include "AsyncWaitSetRegistry.hpp"
+
 #include "AsyncWaitSet.pkg.h"
 #include "AsyncWaitSetLocks.hpp"
 #include "AsyncWaitSetLog.hpp"
@@ -87,38 +88,4 @@ DDS_Condition *DDS_AsyncWaitSet_get_next_conditionI(DDS_AsyncWaitSet *self)
     if (info == nullptr) return nullptr;
     self->_conditionIterator = next(info);
     return info->_condition;
-}
-
-DDS_ReturnCode_t DDS_AsyncWaitSet_get_conditions(DDS_AsyncWaitSet *self, struct DDS_ConditionSeq *attached_conditions)
-{
-    if (self == nullptr) return AWS_BAD_PARAMETER(DDS_RETCODE_BAD_PARAMETER, self);
-    if (attached_conditions == nullptr) return AWS_BAD_PARAMETER(DDS_RETCODE_BAD_PARAMETER, attached_conditions);
-
-    static_cast<void>(DDS_ConditionSeq_set_length(attached_conditions, 0));
-    DDS_ReturnCode_t retCode = DDS_RETCODE_OK;
-    const int attachedCount = DDS_WaitSet_start_conditions_iteratorI(self->_sharedWaitSet, 0);
-    if (attachedCount > 0 && DDS_ConditionSeq_set_maximum(attached_conditions, attachedCount) == DDS_BOOLEAN_FALSE)
-        retCode = AWS_FAILED(DDS_RETCODE_ERROR, "set maximum in attach_conditions sequence");
-
-    const DDS_Condition *const doorbell = DDS_CountingCondition_as_condition(self->_taskCondition);
-    DDS_UnsignedLong count = 0;
-    while (attachedCount > 0 && retCode == DDS_RETCODE_OK) {
-        DDS_Condition *const condition = DDS_WaitSet_get_next_conditionI(self->_sharedWaitSet, 0);
-        if (condition == nullptr) break;
-        if (condition == doorbell) continue;
-        if (DDS_ConditionSeq_set_length(attached_conditions, count + 1) == DDS_BOOLEAN_FALSE) {
-            retCode = AWS_FAILED(DDS_RETCODE_ERROR, "ensure length in attach_conditions sequence");
-            break;
-        }
-        DDS_Condition_ptr *const currentCondition =
-            DDS_ConditionSeq_get_reference(attached_conditions, static_cast<DDS_Long>(count));
-        if (currentCondition == nullptr) {
-            retCode = AWS_NULL(DDS_RETCODE_ERROR, currentCondition);
-            break;
-        }
-        *currentCondition = condition;
-        count += 1;
-    }
-    DDS_WaitSet_end_conditions_iteratorI(self->_sharedWaitSet);
-    return retCode;
 }

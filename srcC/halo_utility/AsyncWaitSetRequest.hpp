@@ -1,5 +1,5 @@
 /// @file
-/// Request helpers of this folder: the queue as submission, execution and start see it.
+/// Request helpers of this folder: the queue as submission, execution, notification and start see it.
 ///
 /// Protection: the critical section for everything here.
 #ifndef ASYNC_WAIT_SET_REQUEST_HPP
@@ -25,6 +25,13 @@ void AWS_appendRequest(DDS_AsyncWaitSet *self, DDS_AWSTaskInfo *taskInfo) ZYL_RE
 void AWS_unlinkRequest(DDS_AsyncWaitSet *self, DDS_AWSTaskInfo *taskInfo) ZYL_REQUIRES(self->_criticalSectionEA);
 /// Drop a request that nobody will execute: out of the queue, record returned, doorbell lowered. Its token is not told.
 void AWS_dropRequest(DDS_AsyncWaitSet *self, DDS_AWSTaskInfo *taskInfo) ZYL_REQUIRES(self->_criticalSectionEA);
+
+/// How a function that leaves the critical section and enters it again has ended.
+enum class AWSAreaOutcome { inside, enterFailed, leaveFailed };
+
+/// Sleep until the queue has become empty or something else about an old pool has changed. The critical section is left
+/// meanwhile. Blocks.
+AWSAreaOutcome AWS_awaitQueueChange(DDS_AsyncWaitSet *self) ZYL_REQUIRES(self->_criticalSectionEA);
 /// Let the starts that wait for an old pool look again.
 void AWS_wakeStarters(DDS_AsyncWaitSet *self) ZYL_REQUIRES(self->_criticalSectionEA);
 

@@ -1,25 +1,16 @@
 /// @file
-/// A pool thread from the inside: its main loop and its barrier.
+/// A pool thread from the inside: its main loop.
 ///
 /// Protection: the loop runs as leader except where dispatch and execution give leadership up.
 /// Calls out: handlers and the listener, through dispatch and the tasks.
-#include "AsyncWaitSet.pkg.h"
+#include "AsyncWaitSetRun.hpp"
+
+#include "AsyncWaitSetExecution.hpp"
 #include "AsyncWaitSetLocks.hpp"
 #include "AsyncWaitSetLog.hpp"
+#include "AsyncWaitSetNotification.hpp"
+#include "AsyncWaitSetRelay.hpp"
 #include "halo_runtime/zyl/ZYLOsapiUtility.pkg.h"
-
-namespace {
-
-/// Pass the barrier `cycleCount` times. Returns: false when one of them failed. Blocks.
-bool passBarrier(DDS_AsyncWaitSet *self, DDS_Long cycleCount)
-{
-    if (self->_property.thread_pool_size == 1) return true;
-    for (DDS_Long i = 0; i < cycleCount; ++i)
-        if (ZYLOsapiBarrier_wait(self->_barrier) != ZYL_OSAPI_SEMAPHORE_STATUS_OK) return false;
-    return true;
-}
-
-}  // namespace
 
 void *DDS_AsyncWaitSet_run(void *threadParam)
 {
@@ -81,18 +72,9 @@ void *DDS_AsyncWaitSet_run(void *threadParam)
     static_cast<void>(DDS_ConditionSeq_finalize(&conditionSeq));
     if (pendingStopTask != nullptr) {
         // The other requests of the last batch have their barriers too: somebody may be waiting there for this thread.
-        if (!passBarrier(self, thread->_lastRequestCount - 1)) AWS_WARN("barrier wait");
+        if (!AWS_passBarrier(self, thread->_lastRequestCount - 1)) AWS_WARN("barrier wait");
         if (DDS_AsyncWaitSet_notify_task_executed(self, pendingStopTask) != DDS_RETCODE_OK)
             AWS_WARN("notify request processed");
     }
     return nullptr;
-}
-
-int DDS_AsyncWaitSet_waitForThreads(DDS_AsyncWaitSet *self, DDS_Long waitCycleCount)
-{
-    if (self == nullptr) return AWS_NULL(0, self);
-    if (self->_property.thread_pool_size == 1) return 1;
-    AWS_TRACE_THREAD(AWS_currentThread(self), "waiting for thread pool");
-    if (!passBarrier(self, waitCycleCount)) return AWS_FAILED(0, "barrier wait");
-    return 1;
 }

@@ -1,156 +1,19 @@
 /// @file
-/// Start: queue the start request, create the pool threads, and deal with an old pool that is not gone yet.
+/// Start: queue the start request, create the pool threads, and undo both when that fails partway. Before that it looks
+/// for an old pool that is not gone yet (AsyncWaitSetOldPool.cpp): only without one may it recycle the thread records.
 ///
-/// An old pool is one of these:
-/// - threads that have claimed a stop and have not all acknowledged it: their request is still queued;
-/// - the threads of a start that failed partway: they finish the start request and rest at the barrier;
-/// - the threads of a start whose wait failed: they run although the wait set is not started.
-/// A start waits until the first is gone and retires the other two itself, outside the critical section, because the
-/// threads need it to finish. Only then may it recycle the thread records.
-///
-/// Protection: the critical section; a start that waits or retires leaves it and tests everything again afterwards.
-/// Calls out: the thread factory, with the critical section held when it creates threads.
-#include "AsyncWaitSet.pkg.h"
+/// Protection: the critical section.
+/// Calls out: the thread factory, with the critical section held.
 #include "AsyncWaitSetCompletionToken.hpp"
+#include "AsyncWaitSetLocks.hpp"
 #include "AsyncWaitSetLog.hpp"
+#include "AsyncWaitSetOldPool.hpp"
 #include "AsyncWaitSetRequest.hpp"
-#include "halo_runtime/zyl/ZYLOsapiNotice.pkg.h"
+#include "AsyncWaitSetSubmission.hpp"
+#include "AsyncWaitSetTask.hpp"
+#include "AsyncWaitSetThread.hpp"
 
 namespace {
-
-/// A start that waits for an old pool, on its own stack.
-struct Starter {
-    VESKInlineListNode node;  ///< Link in `_starterList`: critical section.
-    ZYLOsapiNotice notice;
-};
-
-/// What a start has to do after it has looked for an old pool.
-enum class Readiness {
-    ready,           ///< No old pool is left, or submission will refuse this start anyway.
-    alreadyStarted,  ///< Nothing to do.
-    refused,         ///< The calling thread must not wait for the old pool.
-    enterFailed,     ///< The critical section could not be had back.
-    leaveFailed      ///< It could not be given up.
-};
-
-/// Sleep until something about the old pool has changed.
-Readiness awaitChange(DDS_AsyncWaitSet *self) ZYL_REQUIRES(self->_criticalSectionEA) ZYL_NOT_ANALYZED
-{
-    Starter starter = {};
-    ZYLOsapiNotice_initialize(&starter.notice);
-    VESKInlineList_addNodeToBackEA(&self->_starterList, &starter.node);
-    if (!AWS_leaveCriticalSection(self)) {
-        // Left or not, the record goes with this stack: take it out of the list, inside if that can be had.
-        const bool isInside = AWS_enterCriticalSection(self);
-        if (VESKInlineList_isNodeInList(&self->_starterList, &starter.node) != 0)
-            VESKInlineList_removeNodeEA(&self->_starterList, &starter.node);
-        if (isInside) static_cast<void>(AWS_leaveCriticalSection(self));
-        return Readiness::leaveFailed;
-    }
-    ZYLOsapiNotice_wait(&starter.notice, "old pool");
-    return AWS_enterCriticalSection(self) ? Readiness::ready : Readiness::enterFailed;
-}
-
-/// Enter the critical section to finish what was begun outside of it. What was begun must not be lost to one failure,
-/// so there is a second try. Returns: whether the first one succeeded; `isInsideOut` tells whether either did.
-bool enterToFinish(DDS_AsyncWaitSet *self, bool &isInsideOut) ZYL_NOT_ANALYZED
-{
-    const bool isFirst = AWS_enterCriticalSection(self);
-    isInsideOut = isFirst || AWS_enterCriticalSection(self);
-    return isFirst;
-}
-
-/// The old pool is gone: let everybody look again.
-void endRecovery(DDS_AsyncWaitSet *self) ZYL_REQUIRES(self->_criticalSectionEA)
-{
-    handoffWrite(self->_isRecovering, 0);
-    AWS_wakeStarters(self);
-}
-
-/// The critical section failed on the way: nobody may go on waiting for this recovery. The next start begins another.
-void giveUpRecovery(DDS_AsyncWaitSet *self) ZYL_NOT_ANALYZED
-{
-    if (!AWS_enterCriticalSection(self)) return handoffWrite(self->_isRecovering, 0);
-    endRecovery(self);
-    static_cast<void>(AWS_leaveCriticalSection(self));
-}
-
-/// Join the threads of a start that failed partway. Those that rest at the barrier are let go; a request that no thread
-/// took is dropped. Blocks.
-Readiness retireFailedPool(DDS_AsyncWaitSet *self) ZYL_REQUIRES(self->_criticalSectionEA) ZYL_NOT_ANALYZED
-{
-    handoffWrite(self->_isRecovering, 1);
-    ZYLOsapiBarrier_abort(self->_barrier);
-    if (!AWS_leaveCriticalSection(self)) {
-        giveUpRecovery(self);
-        return Readiness::leaveFailed;
-    }
-    for (DDS_UnsignedLong i = 0; i < self->_property.thread_pool_size; ++i)
-        DDS_AsyncWaitSetThread_finalize(&self->_threadPool[i]);
-    ZYLOsapiBarrier_reset(self->_barrier);
-
-    bool isInside = false;
-    const bool isBack = enterToFinish(self, isInside);
-    if (!isInside) {
-        giveUpRecovery(self);
-        return Readiness::enterFailed;
-    }
-    while (DDS_AWSTaskInfo *const taskInfo = AWS_firstRequest(self)) AWS_dropRequest(self, taskInfo);
-    self->_isPoolFailed = 0;
-    endRecovery(self);
-    if (isBack) return Readiness::ready;
-    static_cast<void>(AWS_leaveCriticalSection(self));
-    return Readiness::enterFailed;
-}
-
-/// Stop the threads of a start whose wait failed, as a stop request does, and wait until they have acknowledged it.
-/// Blocks.
-Readiness retireAbandonedPool(DDS_AsyncWaitSet *self) ZYL_REQUIRES(self->_criticalSectionEA) ZYL_NOT_ANALYZED
-{
-    handoffWrite(self->_isRecovering, 1);
-    handoffWrite(self->_isStarted, 1);
-    DDS_Task task = {};
-    task.execute = DDS_AsyncWaitSetTask_stop;
-    Readiness readiness = Readiness::ready;
-    if (DDS_AsyncWaitSet_submitTaskI(self, &task, nullptr, nullptr) != DDS_RETCODE_OK) {
-        handoffWrite(self->_isStarted, 0);
-        readiness = Readiness::refused;
-    } else {
-        self->_isPoolAbandoned = 0;
-        while (readiness == Readiness::ready && AWS_firstRequest(self) != nullptr) readiness = awaitChange(self);
-    }
-    if (readiness == Readiness::enterFailed || readiness == Readiness::leaveFailed)
-        giveUpRecovery(self);
-    else
-        endRecovery(self);
-    return readiness;
-}
-
-/// Look for an old pool, and wait until it is gone. Blocks.
-Readiness awaitOldPool(DDS_AsyncWaitSet *self) ZYL_REQUIRES(self->_criticalSectionEA)
-{
-    Readiness readiness = Readiness::ready;
-    while (readiness == Readiness::ready) {
-        const bool isRecovering = handoffRead(self->_isRecovering) != 0;
-        if (!isRecovering && handoffRead(self->_isStarted) != 0) return Readiness::alreadyStarted;
-        const bool isOldPoolLeft = AWS_firstRequest(self) != nullptr || isRecovering || self->_isPoolFailed != 0 ||
-                                   self->_isPoolAbandoned != 0;
-        if (!isOldPoolLeft) return Readiness::ready;
-
-        const DDS_AsyncWaitSetThread *const thread = AWS_currentThread(self);
-        if (thread != nullptr && thread->_owner == self) return Readiness::refused;
-        if (AWS_hasCriticalSectionTwice(self)) return Readiness::refused;
-        if (AWS_isDeadLockRisk(self, thread)) return Readiness::ready;
-
-        if (!isRecovering && self->_isPoolFailed != 0)
-            readiness = retireFailedPool(self);
-        else if (!isRecovering && self->_isPoolAbandoned != 0)
-            readiness = retireAbandonedPool(self);
-        else
-            readiness = awaitChange(self);
-    }
-    return readiness;
-}
 
 /// One attempt to start, between taking the token and giving the critical section up.
 struct Attempt {
@@ -216,14 +79,6 @@ void markAbandoned(DDS_AsyncWaitSet *self)
 
 }  // namespace
 
-void AWS_wakeStarters(DDS_AsyncWaitSet *self)
-{
-    while (VESKInlineListNode *const node = VESKInlineList_getFirst(&self->_starterList)) {
-        VESKInlineList_removeNodeEA(&self->_starterList, node);
-        ZYLOsapiNotice_raise(&reinterpret_cast<Starter *>(node)->notice);
-    }
-}
-
 DDS_ReturnCode_t DDS_AsyncWaitSet_start_with_completion_token(DDS_AsyncWaitSet *self,
                                                               DDS_AsyncWaitSetCompletionToken *completion_token)
     ZYL_NOT_ANALYZED  // Looking for an old pool may lose the critical section.
@@ -236,13 +91,13 @@ DDS_ReturnCode_t DDS_AsyncWaitSet_start_with_completion_token(DDS_AsyncWaitSet *
     DDS_AsyncWaitSetCompletionToken *token =
         completion_token == DDS_ASYNC_WAITSET_COMPLETION_TOKEN_IGNORE ? nullptr : completion_token;
     DDS_ReturnCode_t retCode = DDS_RETCODE_OK;
-    const Readiness readiness = awaitOldPool(self);
-    if (readiness == Readiness::enterFailed) return AWS_AREA_FAILED(DDS_RETCODE_ERROR, "enter");
-    if (readiness == Readiness::leaveFailed) return AWS_AREA_FAILED(DDS_RETCODE_ERROR, "leave");
-    const bool isStarting = readiness == Readiness::ready && !(isImplicit && AWS_hasCriticalSectionTwice(self));
-    if (readiness == Readiness::alreadyStarted) {
+    const AWSReadiness readiness = AWS_awaitOldPool(self);
+    if (readiness == AWSReadiness::enterFailed) return AWS_AREA_FAILED(DDS_RETCODE_ERROR, "enter");
+    if (readiness == AWSReadiness::leaveFailed) return AWS_AREA_FAILED(DDS_RETCODE_ERROR, "leave");
+    const bool isStarting = readiness == AWSReadiness::ready && !(isImplicit && AWS_hasCriticalSectionTwice(self));
+    if (readiness == AWSReadiness::alreadyStarted) {
         AWS_NOTICE(static_cast<void>(0), "already started");
-    } else if (readiness == Readiness::refused) {
+    } else if (readiness == AWSReadiness::refused) {
         retCode = AWS_REFUSED(DDS_RETCODE_PRECONDITION_NOT_MET,
                               "cannot accept more completion tokens while the thread is stopping");
     } else if (!isStarting) {

@@ -4,8 +4,12 @@
 ///
 /// Protection: pool threads execute without the critical section; a wait set that is not started executes inside it.
 /// Calls out: the listener.
+#include "AsyncWaitSetTask.hpp"
+
 #include "AsyncWaitSet.pkg.h"
 #include "AsyncWaitSetLog.hpp"
+#include "AsyncWaitSetRegistry.hpp"
+#include "AsyncWaitSetRelay.hpp"
 #include "AsyncWaitSetRequest.hpp"
 #include "halo_runtime/zyl/ZYLOsapiUtility.pkg.h"
 

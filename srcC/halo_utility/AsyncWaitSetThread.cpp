@@ -1,13 +1,15 @@
 /// @file
-/// Pool threads from the outside: their records, their names, their creation, and what the listener hears of them.
+/// Pool threads from the outside: their records, their names, their creation.
 ///
 /// Protection: a record belongs to its thread while one runs in it, and to the controlling thread otherwise.
-/// Calls out: the thread factory; the listener.
+/// Calls out: the thread factory.
+#include "AsyncWaitSetThread.hpp"
+
 #include <cstring>
 
 #include "AsyncWaitSet.pkg.h"
-#include "AsyncWaitSetLocks.hpp"
 #include "AsyncWaitSetLog.hpp"
+#include "AsyncWaitSetRun.hpp"
 #include "halo_runtime/zyl/ZYLOsapiHeap.pkg.h"
 #include "halo_runtime/zyl/ZYLOsapiUtility.pkg.h"
 
@@ -90,30 +92,4 @@ DDS_ReturnCode_t DDS_AsyncWaitSet_createThread(DDS_AsyncWaitSet *self, DDS_Long 
     if (thread->_threadHandle == nullptr)
         return AWS_FAILED_AS(DDS_RETCODE_ERROR, ZYL_LOG_CREATION_FAILURE_s, "processing thread");
     return DDS_RETCODE_OK;
-}
-
-void DDS_AsyncWaitSet_onThreadSpawned(DDS_AsyncWaitSet *self, DDS_AsyncWaitSetThread *thread)
-{
-    if (self == nullptr) return AWS_NULL(static_cast<void>(0), self);
-    if (DDS_AsyncWaitSet_becomeNewLeader(self, thread) == 0) return AWS_WARN("become leader");
-    AWS_TRACE_THREAD(thread, "on thread spawned");
-    if (self->_listener.on_thread_spawned != nullptr)
-        self->_listener.on_thread_spawned(self->_listener.listener_data, thread->_threadId);
-}
-
-void DDS_AsyncWaitSet_onWaitTimeout(DDS_AsyncWaitSet *self, DDS_AsyncWaitSetThread *thread)
-{
-    if (self == nullptr) return AWS_NULL(static_cast<void>(0), self);
-    if (self->_listener.on_wait_timeout != nullptr)
-        self->_listener.on_wait_timeout(self->_listener.listener_data, thread->_threadId);
-    AWS_TRACE_THREAD(thread, "on wait timeout");
-}
-
-void DDS_AsyncWaitSet_onThreadDeleted(DDS_AsyncWaitSet *self, DDS_AsyncWaitSetThread *thread)
-{
-    if (self == nullptr) return AWS_NULL(static_cast<void>(0), self);
-    if (self->_listener.on_thread_deleted != nullptr)
-        self->_listener.on_thread_deleted(self->_listener.listener_data, thread->_threadId);
-    AWS_TRACE_THREAD(thread, "on thread deleted");
-    if (DDS_AsyncWaitSet_promoteNewLeader(self, thread) == 0) AWS_WARN("promote new leader");
 }

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "halo_utility/AsyncWaitSet.pkg.h"
+#include "AwsInternals.hpp"
 
 /// A property with the given pool size and level; `prefix` must outlive it.
 inline DDS_AsyncWaitSetProperty_t propertyOf(DDS_UnsignedLong poolSize, DDS_Long level = 1,

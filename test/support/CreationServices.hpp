@@ -14,7 +14,7 @@
 #include "ServiceCalls.hpp"
 #include "halo_runtime/zyl/ZYLOsapiHeap.pkg.h"
 #include "halo_runtime/zyl/ZYLOsapiUtility.pkg.h"
-#include "halo_utility/AsyncWaitSet.pkg.h"
+#include "AwsInternals.hpp"
 
 namespace creation {
 

@@ -1,0 +1,17 @@
+/// @file
+/// Submitting from inside the critical section; the public form is in AsyncWaitSet.pkg.h.
+#ifndef ASYNC_WAIT_SET_SUBMISSION_HPP
+#define ASYNC_WAIT_SET_SUBMISSION_HPP
+
+#include "AsyncWaitSetRecords.pkg.h"
+
+extern "C" {
+
+/// Queue a request, or execute it here when the wait set is not started. Critical section held.
+/// Calls out: the listener, when executed here.
+DDS_ReturnCode_t DDS_AsyncWaitSet_submitTaskI(DDS_AsyncWaitSet *self, struct DDS_Task *task, void *taskUserData,
+                                              DDS_AsyncWaitSetCompletionToken *completionToken);
+
+}  // extern "C"
+
+#endif

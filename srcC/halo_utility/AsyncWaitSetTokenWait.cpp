@@ -1,0 +1,91 @@
+/// @file
+/// Waiting for a request through its token: the public wait, and the wait inside the critical section behind it.
+///
+/// Protection: token fields belong to the owner's critical section, which is given up while the waiter sleeps.
+/// Blocks.
+#include "AsyncWaitSet.pkg.h"
+#include "AsyncWaitSetCompletionToken.hpp"
+#include "AsyncWaitSetLocks.hpp"
+#include "AsyncWaitSetLog.hpp"
+#include "halo_runtime/zyl/ZYLTime.pkg.h"
+
+DDS_ReturnCode_t DDS_AsyncWaitSet_waitForTaskExecutedI(
+    DDS_AsyncWaitSet *self, DDS_AsyncWaitSetCompletionToken *completionToken,
+    const struct DDS_Duration_t *timeout) ZYL_NOT_ANALYZED  // A failed area loses the critical section.
+{
+    if (self == nullptr) return AWS_NULL(DDS_RETCODE_BAD_PARAMETER, self);
+    if (completionToken->_owner == nullptr) return AWS_NULL(DDS_RETCODE_BAD_PARAMETER, completionToken->_owner);
+    if (completionToken->_owner != self)
+        return AWS_PRECONDITION(DDS_RETCODE_BAD_PARAMETER, "completionToken->_owner != self");
+    AWS_isInsideCriticalSection(self);
+    const DDS_AsyncWaitSetThread *const thread = AWS_currentThread(self);
+    if (thread != nullptr && thread->_owner == self)
+        return AWS_REFUSED(DDS_RETCODE_PRECONDITION_NOT_MET,
+                           "waiting for request processed is not allowed within the same thread");
+    if (AWS_isDeadLockRisk(self, thread))
+        return AWS_DEAD_LOCK_RISK(DDS_RETCODE_PRECONDITION_NOT_MET, "AWS", self, thread);
+    if (completionToken->_isWaiting != 0)
+        return AWS_REFUSED(DDS_RETCODE_PRECONDITION_NOT_MET,
+                           "there is already a thread waiting on this completion token");
+
+    const auto nextState = AWS_nextTokenState(completionToken, DDS_AsyncWaitSetCompletionTokenEvent_WAIT);
+    if (nextState == DDS_AsyncWaitSetCompletionTokenState_INVALID)
+        return AWS_REFUSED(DDS_RETCODE_PRECONDITION_NOT_MET, "invalid event completion token state");
+    if (nextState == completionToken->_state) {
+        handoffWrite(completionToken->retCode, DDS_RETCODE_OK);
+        return DDS_RETCODE_OK;
+    }
+    if (AWS_hasCriticalSectionTwice(self))  // the notifier could never come in
+        return AWS_REFUSED(DDS_RETCODE_PRECONDITION_NOT_MET,
+                           "waiting for request processed is not allowed within the same thread");
+
+    completionToken->_isWaiting = 1;
+    const unsigned submission = completionToken->_submissionCount;
+    AWS_stepInsideToken(completionToken);
+    if (!AWS_leaveCriticalSection(self)) {
+        AWS_stepOutsideToken(completionToken);
+        AWS_isInsideCriticalSection(self);
+        return AWS_AREA_FAILED(DDS_RETCODE_ERROR, "leave");
+    }
+    struct ZYLNtpTime timeoutAsNtp;
+    DDS_Duration_to_ntp_time(timeout, &timeoutAsNtp);
+    const DDS_ReturnCode_t retCode =
+        completionToken->_handler.wait(completionToken->_handler.handlerData, completionToken, &timeoutAsNtp);
+    if (!AWS_enterCriticalSection(self)) {
+        AWS_stepOutsideToken(completionToken);
+        return AWS_AREA_FAILED(DDS_RETCODE_ERROR, "enter");
+    }
+    completionToken->_isWaiting = 0;
+    if (retCode == DDS_RETCODE_OK && completionToken->_submissionCount == submission)
+        completionToken->_state = nextState;
+    AWS_stepOutsideToken(completionToken);
+    return retCode;
+}
+
+DDS_ReturnCode_t DDS_AsyncWaitSetCompletionToken_wait(DDS_AsyncWaitSetCompletionToken *completion_token,
+                                                      const struct DDS_Duration_t *timeout)
+{
+    if (completion_token == nullptr || AWS_isSentinel(completion_token))
+        return AWS_BAD_PARAMETER(DDS_RETCODE_BAD_PARAMETER, completion_token);
+    if (timeout == nullptr || DDS_Duration_is_valid_timeout(timeout) == 0)
+        return AWS_BAD_PARAMETER(DDS_RETCODE_BAD_PARAMETER, timeout);
+    DDS_AsyncWaitSet *const self = completion_token->_owner;
+    if (self == nullptr) return AWS_PRECONDITION(DDS_RETCODE_BAD_PARAMETER, "completionToken->_owner == ((void *)0)");
+    if (!AWS_enterCriticalSection(self)) return AWS_AREA_FAILED(DDS_RETCODE_ERROR, "enter");
+
+    AWS_stepInsideToken(completion_token);
+    const unsigned submission = completion_token->_submissionCount;
+    const bool wasProcessed = completion_token->_state == DDS_AsyncWaitSetCompletionTokenState_PROCESSED;
+    DDS_ReturnCode_t outcome = handoffRead(completion_token->retCode);  // the wait overwrites that of a processed token
+    DDS_ReturnCode_t retCode = DDS_AsyncWaitSet_waitForTaskExecutedI(self, completion_token, timeout);
+    if (retCode == DDS_RETCODE_OK) {
+        const bool isOurs = completion_token->_submissionCount == submission;
+        if (!wasProcessed) outcome = isOurs ? handoffRead(completion_token->retCode) : DDS_RETCODE_OK;
+        retCode = outcome;
+        completion_token->_waitOutcome = outcome;
+    }
+    AWS_stepOutsideToken(completion_token);
+
+    if (!AWS_leaveCriticalSection(self)) return AWS_AREA_FAILED(DDS_RETCODE_ERROR, "leave");
+    return retCode;
+}

@@ -18,6 +18,7 @@ UNFINISHED = re.compile(r"\b(?:%s)\b" % "|".join(NOTES))
 MACHINE_PATH = re.compile(r"(?<![\w.}$*)/>-])/(?:%s)/\w" % "|".join(FOLDERS))
 LONGEST_LINE = 120
 LONGEST_FILE = 500
+LONGEST_FUNCTION = 45  # of the library, unless the comment before it says "Long:" and why
 
 
 def tree_files(root):
@@ -29,6 +30,21 @@ def tree_files(root):
     except (OSError, subprocess.CalledProcessError):  # no repository: everything that is not hidden or built
         paths = (path.relative_to(root) for path in root.rglob("*") if path.is_file())
         return sorted(path for path in paths if path.parts[0] not in ("build", ".git"))
+
+
+def long_functions(path, lines):
+    """The functions of a file that are too long. A body begins and ends with a brace in the first column."""
+    begin = None
+    for number, line in enumerate(lines):
+        if line == "{":
+            begin = number
+        elif line == "}" and begin is not None:
+            head = begin
+            while head > 0 and lines[head - 1].strip() and not lines[head - 1].startswith("}"):
+                head -= 1
+            if number - begin + 1 > LONGEST_FUNCTION and "Long:" not in "".join(lines[head:begin]):
+                yield f"{path}:{begin + 1}: a function of {number - begin + 1} lines; split it or say why it is long"
+            begin = None
 
 
 def check_text(path, text):
@@ -49,6 +65,8 @@ def check_text(path, text):
         findings.append(f"{path}: the last line does not end")
     if is_source and len(lines) > LONGEST_FILE + 1 and path.parts[0] != "test":
         findings.append(f"{path}: {len(lines) - 1} lines; look for the seam")
+    if is_source and path.parts[0] in ("srcC", "include"):
+        findings += long_functions(path, lines)
     if is_source and "@file" not in "\n".join(lines[:3]):
         findings.append(f"{path}: the first lines do not say what the file is about")
     return findings

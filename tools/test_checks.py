@@ -96,6 +96,11 @@ class Messages(Tree):
         self.assert_finds(self.check(library, "DDS_f();"), "find it")
         self.assert_finds(self.check(library, 'DDS_f(); // "find it"'), "find it")
 
+    def test_a_helper_is_known_by_its_texts_alone(self):
+        library = 'int find(int *self)\n{\n    return NOTE_FAILED(1, "find it");\n}\n'
+        self.assert_finds(self.check(library, 'DDS_f(); EXPECT("find it");'))
+        self.assert_finds(self.check(library, "DDS_f();"), "find it")
+
     def test_names_that_become_strings_and_parts_of_formats_count(self):
         self.assert_finds(self.check("int DDS_f(int *self)\n{\n    return NOTE_BAD(1, property);\n}\n", "DDS_f();"),
                           "property")
@@ -118,6 +123,14 @@ class Words(Tree):
         self.assert_finds(self.check("/// @file\nint a; \n"), "blanks")
         self.assert_finds(self.check("/// @file\nint a;"), "does not end")
         self.assert_finds(self.check("/// @file\n//" + "x" * 130 + "\n"), "characters")
+
+    def test_long_functions_of_the_library_need_a_reason(self):
+        def function(length, comment=""):
+            return f"/// @file\n\n{comment}void f()\n{{\n" + "    a();\n" * (length - 2) + "}\n"
+        self.assert_finds(self.check(function(45), "srcC/a.cpp"))
+        self.assert_finds(self.check(function(46), "srcC/a.cpp"), "srcC/a.cpp:4: a function of 46 lines")
+        self.assert_finds(self.check(function(46, "/// Long: a table.\n"), "srcC/a.cpp"))
+        self.assert_finds(self.check(function(46), "test/a.cpp"))
 
 
 if __name__ == "__main__":

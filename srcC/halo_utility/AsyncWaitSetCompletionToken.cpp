@@ -65,11 +65,9 @@ DDS_AsyncWaitSetCompletionToken *DDS_AsyncWaitSet_loanCompletionToken(DDS_AsyncW
     if (self == nullptr) return AWS_NULL(nullptr, self);
     if (!AWS_enterCriticalSection(self)) return AWS_AREA_FAILED(nullptr, "enter");
 
-    DDS_AsyncWaitSetCompletionToken *token = nullptr;
-    if (VESKInlineListNode *const node = VESKInlineList_getFirst(&self->_completionTokenPool)) {
-        VESKInlineList_removeNodeEA(&self->_completionTokenPool, node);
-        token = static_cast<DDS_AsyncWaitSetCompletionToken *>(
-            reinterpret_cast<VESKInlineListUserDataNode *>(node)->userData);
+    DDS_AsyncWaitSetCompletionToken *token = AWS_idleTokens(self).first();
+    if (token != nullptr) {
+        VESKInlineList_removeNodeEA(&self->_completionTokenPool, &token->_loanedNode.node);
     } else {
         token = DDS_SemaphoreAsyncWaitSetCompletionToken_new(self);
         if (token == nullptr)

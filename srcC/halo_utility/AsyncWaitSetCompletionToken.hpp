@@ -5,7 +5,7 @@
 #ifndef ASYNC_WAIT_SET_COMPLETION_TOKEN_HPP
 #define ASYNC_WAIT_SET_COMPLETION_TOKEN_HPP
 
-#include "AsyncWaitSetCompletionToken.pkg.h"
+#include "AsyncWaitSetLocks.hpp"
 
 extern "C" {
 
@@ -22,6 +22,13 @@ inline bool AWS_isSentinel(const DDS_AsyncWaitSetCompletionToken *token)
 {
     return token == DDS_ASYNC_WAITSET_COMPLETION_TOKEN_IGNORE ||
            token == DDS_ASYNC_WAITSET_COMPLETION_TOKEN_USE_IMPLICIT_AND_WAIT;
+}
+
+/// The idle tokens, kept for the next loan.
+inline VESKUserDataListView<DDS_AsyncWaitSetCompletionToken> AWS_idleTokens(const DDS_AsyncWaitSet *self)
+    ZYL_REQUIRES(self->_criticalSectionEA)
+{
+    return {self->_completionTokenPool};
 }
 
 /// The state that the event leads to, or INVALID.

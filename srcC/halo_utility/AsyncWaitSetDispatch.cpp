@@ -12,19 +12,9 @@
 #include "AsyncWaitSetLeadership.hpp"
 #include "AsyncWaitSetLocks.hpp"
 #include "AsyncWaitSetLog.hpp"
+#include "AsyncWaitSetRegistry.hpp"
 
 namespace {
-
-/// A record is its own node.
-DDS_AWSConditionInfo *recordOf(VESKInlineListNode *node)
-{
-    return reinterpret_cast<DDS_AWSConditionInfo *>(node);
-}
-
-DDS_AWSConditionInfo *next(const DDS_AWSConditionInfo *info)
-{
-    return recordOf(VESKInlineListNode_getNext(&info->_node));
-}
 
 bool isDispatchable(const DDS_AWSConditionInfo *info)
 {
@@ -44,13 +34,13 @@ Scan pickCondition(DDS_AsyncWaitSet *self) ZYL_REQUIRES(AWS_registryTurn)
     const int conditionCount = self->_conditionInfoList._size;
     DDS_AWSConditionInfo *conditionInfo = self->_nextConditionInfo;
     for (int i = 0; i < conditionCount; ++i) {
-        if (conditionInfo == nullptr) conditionInfo = recordOf(VESKInlineList_getFirst(&self->_conditionInfoList));
+        if (conditionInfo == nullptr) conditionInfo = AWS_registered(self).first();
         if (conditionInfo == nullptr) return {nullptr, i, true};
         if (isDispatchable(conditionInfo)) {
-            self->_nextConditionInfo = next(conditionInfo);
+            self->_nextConditionInfo = AWS_Registered::next(conditionInfo);
             return {conditionInfo, i, false};
         }
-        conditionInfo = next(conditionInfo);
+        conditionInfo = AWS_Registered::next(conditionInfo);
     }
     return {nullptr, conditionCount, false};
 }
@@ -64,9 +54,8 @@ void DDS_AsyncWaitSet_onWakeUpSingleThread(void *handlerData, struct DDS_Conditi
     auto *const self = static_cast<DDS_AsyncWaitSet *>(handlerData);
     DDS_WaitSet_end_waitI(self->_sharedWaitSet);
 
-    AWS_claimRegistryTurn();  // The only pool thread.
-    for (const DDS_AWSConditionInfo *info = recordOf(VESKInlineList_getFirst(&self->_conditionInfoList));
-         info != nullptr; info = next(info)) {
+    AWS_claimRegistryTurn(self);  // The only pool thread.
+    for (const DDS_AWSConditionInfo *info : AWS_registered(self)) {
         self->_threadPool[0]._hasFoundWork = 1;
         static_cast<void>(DDS_Condition_dispatch(info->_condition));
     }
@@ -80,7 +69,7 @@ void DDS_AsyncWaitSet_onWakeUpThreadPool(void *handlerData, struct DDS_Condition
     DDS_AsyncWaitSetThread *const thread = AWS_currentThread(self);
     if (thread == nullptr) return AWS_GET_FAILED(static_cast<void>(0), "AsyncWaitSet thread");
 
-    AWS_claimRegistryTurn();  // The leader, inside its wake-up.
+    AWS_claimRegistryTurn(self);  // The leader, inside its wake-up.
     const Scan scan = pickCondition(self);
     if (scan.isBroken) return AWS_PRECONDITION(static_cast<void>(0), "conditionInfo == ((void *)0)");
     DDS_AWSConditionInfo *const target = scan.target;

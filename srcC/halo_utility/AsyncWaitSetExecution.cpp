@@ -20,8 +20,7 @@ namespace {
 /// Whether a start request is queued; the first claim of a thread waits for nothing else.
 bool isStartQueued(const DDS_AsyncWaitSet *self) ZYL_REQUIRES(self->_criticalSectionEA)
 {
-    for (const DDS_AWSTaskInfo *taskInfo = AWS_firstRequest(self); taskInfo != nullptr;
-         taskInfo = AWS_requestOf(VESKInlineListNode_getNext(&taskInfo->_node)))
+    for (const DDS_AWSTaskInfo *taskInfo : AWS_requests(self))
         if (taskInfo->_task.execute == DDS_AsyncWaitSetTask_start) return true;
     return false;
 }
@@ -32,8 +31,7 @@ void claimRequests(DDS_AsyncWaitSet *self, DDS_AsyncWaitSetThread *thread, VESKI
     ZYL_REQUIRES(self->_criticalSectionEA)
 {
     if (thread->_mustClaimStart != 0 && !isStartQueued(self)) return;
-    for (DDS_AWSTaskInfo *taskInfo = AWS_firstRequest(self); taskInfo != nullptr;
-         taskInfo = AWS_requestOf(VESKInlineListNode_getNext(&taskInfo->_node))) {
+    for (DDS_AWSTaskInfo *taskInfo : AWS_requests(self)) {
         VESKInlineList_addNodeToBackEA(claimed, &taskInfo->_threadNodes[thread->index].node);
         if (taskInfo->_isClaimed == 0) taskInfo->_isClaimed = 1;  // earlier claimants read it without the section
         if (handoffAdd(taskInfo->_executionCount, 1) == self->_property.thread_pool_size)
@@ -41,6 +39,18 @@ void claimRequests(DDS_AsyncWaitSet *self, DDS_AsyncWaitSetThread *thread, VESKI
         thread->_mustClaimStart = 0;
         thread->_hasFoundWork = 1;
     }
+}
+
+/// Give leadership up, meet the other threads once for every request executed, and lead again. Blocks.
+AWSStep meetOthers(DDS_AsyncWaitSet *self, DDS_AsyncWaitSetThread *thread)
+{
+    if (DDS_AsyncWaitSet_promoteNewLeader(self, thread) == 0)
+        return AWS_STEP_FAILED(DDS_RETCODE_ERROR, "promote new leader");
+    if (DDS_AsyncWaitSet_waitForThreads(self, thread->_lastRequestCount) == 0)
+        return AWS_STEP_FAILED(DDS_RETCODE_ERROR, "wait for threads");
+    thread->_lastRequestCount = 0;
+    if (DDS_AsyncWaitSet_becomeNewLeader(self, thread) == 0) return AWS_STEP_FAILED(DDS_RETCODE_ERROR, "become leader");
+    return {};
 }
 
 }  // namespace
@@ -78,8 +88,7 @@ DDS_ReturnCode_t DDS_AsyncWaitSet_executeInternalTasks(DDS_AsyncWaitSet *self,
     if (VESKInlineList_getFirst(&taskProcessingList) == nullptr) return DDS_RETCODE_OK;
 
     while (VESKInlineListNode *const node = VESKInlineList_getFirst(&taskProcessingList)) {
-        auto *const taskInfo =
-            static_cast<DDS_AWSTaskInfo *>(reinterpret_cast<VESKInlineListUserDataNode *>(node)->userData);
+        DDS_AWSTaskInfo *const taskInfo = VESKUserDataListView<DDS_AWSTaskInfo>::recordOf(node);
         thread->_lastRequestCount += 1;
         static_cast<void>(taskInfo->_task.execute(taskInfo->_task.taskData, taskInfo));
         const bool isLastOfBatch = VESKInlineListNode_getNext(node) == nullptr;  // unlinking forgets it
@@ -97,11 +106,5 @@ DDS_ReturnCode_t DDS_AsyncWaitSet_executeInternalTasks(DDS_AsyncWaitSet *self,
     }
     if (*pendingStopTaskOut != nullptr) return DDS_RETCODE_OK;
 
-    if (DDS_AsyncWaitSet_promoteNewLeader(self, thread) == 0)
-        return AWS_FAILED(DDS_RETCODE_ERROR, "promote new leader");
-    if (DDS_AsyncWaitSet_waitForThreads(self, thread->_lastRequestCount) == 0)
-        return AWS_FAILED(DDS_RETCODE_ERROR, "wait for threads");
-    thread->_lastRequestCount = 0;
-    if (DDS_AsyncWaitSet_becomeNewLeader(self, thread) == 0) return AWS_FAILED(DDS_RETCODE_ERROR, "become leader");
-    return DDS_RETCODE_OK;
+    return AWS_REPORT(meetOthers(self, thread));
 }

@@ -1,23 +1,36 @@
 /// @file
-/// Building and tearing down the wait set's record. Tearing down tests every field, so it also unwinds a record that
-/// was built partway.
+/// Building and tearing down the wait set's record. It is built by steps; tearing down tests every field, so it also
+/// unwinds a record that was built partway.
 ///
 /// Protection: nobody else may use the record meanwhile. What finalization stops and detaches takes its own locks.
 /// Calls out: finalization joins the pool threads through the thread factory and reports to the listener.
 #include <cstring>
 
 #include "AsyncWaitSet.pkg.h"
+#include "AsyncWaitSetCompletionToken.hpp"
 #include "AsyncWaitSetDispatch.hpp"
 #include "AsyncWaitSetLocks.hpp"
 #include "AsyncWaitSetLog.hpp"
+#include "AsyncWaitSetRegistry.hpp"
+#include "AsyncWaitSetRequest.hpp"
 #include "AsyncWaitSetThread.hpp"
+#include "halo_runtime/dds/DDS_Duration.pkg.h"
 #include "halo_runtime/zyl/ZYLOsapiHeap.pkg.h"
 #include "halo_runtime/zyl/ZYLOsapiUtility.pkg.h"
-#include "halo_runtime/zyl/ZYLTime.pkg.h"
 
 namespace {
 
-constexpr std::size_t usedPrefixLength = 8;
+// ---------------------------------------------------------------- building
+
+/// What a wait set is built from.
+struct Blueprint {
+    DDS_DomainParticipantFactory *factory;
+    const DDS_AsyncWaitSetProperty_t &property;  ///< The caller's; the record has its own copy.
+    const DDS_AsyncWaitSetListener *listener;    ///< May be null.
+    const DDS_ThreadFactory *threadFactory;      ///< May be null.
+    VESKOrderedDataTypeCompareWithUserDataFunction compareHandler;
+    void *compareUserData;
+};
 
 /// The default order: every new condition goes to the back.
 int DDS_AsyncWaitSet_compareHandlerAlwaysRightIsBigger(const void *left, const void *right, const void *userData)
@@ -28,6 +41,19 @@ int DDS_AsyncWaitSet_compareHandlerAlwaysRightIsBigger(const void *left, const v
     return 1;
 }
 
+AWSStep copyProperty(DDS_AsyncWaitSet *self, const Blueprint &blueprint)
+{
+    static_cast<void>(DDS_AsyncWaitSetProperty_t_initialize(&self->_property));
+    static_cast<void>(DDS_AsyncWaitSetProperty_t_copy(&self->_property, &blueprint.property));
+    if (DDS_Duration_is_valid_timeout(&blueprint.property.wait_timeout) == 0)
+        return AWS_STEP_FAILED_AS(DDS_RETCODE_BAD_PARAMETER, DDS_LOG_BAD_PARAMETER_s, "wait_timeout");
+    self->_compareConditionHandler = blueprint.compareHandler != nullptr
+                                         ? blueprint.compareHandler
+                                         : DDS_AsyncWaitSet_compareHandlerAlwaysRightIsBigger;
+    self->_compareUserData = blueprint.compareUserData;
+    return {};
+}
+
 template <class Record>
 VESKFastBufferPool *newPool(const char *typeName)
 {
@@ -36,9 +62,34 @@ VESKFastBufferPool *newPool(const char *typeName)
                                             &property, typeName, 0);
 }
 
-const char *prefixOf(const DDS_AsyncWaitSetProperty_t &property)
+AWSStep buildPoolsAndLists(DDS_AsyncWaitSet *self, const Blueprint & /*blueprint*/)
 {
-    return property.thread_name_prefix != nullptr ? property.thread_name_prefix : "UNKNOWN";
+    AWS_claimAlone(self);
+    self->_taskInfoPool = newPool<DDS_AWSTaskInfo>("struct DDS_AWSTaskInfo");
+    if (self->_taskInfoPool != nullptr)
+        self->_conditionInfoPool = newPool<DDS_AWSConditionInfo>("struct DDS_AWSConditionInfo");
+    if (self->_conditionInfoPool == nullptr)
+        return AWS_STEP_FAILED_AS(DDS_RETCODE_ERROR, ZYL_LOG_CREATION_FAILURE_s, "handler info buffer pool");
+    VESKInlineList_init(&self->_conditionInfoList);
+    VESKInlineList_init(&self->_completionTokenPool);
+    return {};
+}
+
+/// Name an area, `size` bytes with the terminator, and create it. Of the prefix only the first characters count.
+AWSStep buildArea(DDS_AsyncWaitSet *self, const Blueprint &blueprint, char *name, std::size_t size, const char *suffix,
+                  const char *nameOfName, int level, VESKExclusiveArea **areaOut)
+{
+    constexpr std::size_t usedPrefixLength = 8;
+    const char *const ownPrefix = blueprint.property.thread_name_prefix;
+    const char *const prefix = ownPrefix != nullptr ? ownPrefix : "UNKNOWN";
+    if (ZYLOsapiUtility_strncpy(name, size - 1, prefix, usedPrefixLength) == nullptr)
+        return AWS_STEP_NO_SPACE(usedPrefixLength + 1, std::strlen(prefix));
+    if (ZYLOsapiUtility_strncat(name, size - 1, suffix, std::strlen(suffix)) == nullptr)
+        return AWS_STEP_FAILED_AS(DDS_RETCODE_ERROR, ZYL_LOG_INIT_FAILURE_s, nameOfName);
+    VESKWorkerFactory *const workerFactory = self->_globals->_workerPerThread->_workerFactory;
+    *areaOut = VESKWorkerFactory_createExclusiveAreaEx(workerFactory, level, name);
+    if (*areaOut == nullptr) return AWS_STEP_FAILED_AS(DDS_RETCODE_ERROR, ZYL_LOG_CREATION_FAILURE_s, name);
+    return {};
 }
 
 /// `level` + 1; the highest level has no successor and becomes one that no area accepts.
@@ -47,44 +98,107 @@ int levelAbove(DDS_Long level)
     return level < INT32_MAX ? level + 1 : INT32_MIN;
 }
 
-/// Release a partly built record. Returns: 0, the result of a failed initialization.
-int unbuild(DDS_AsyncWaitSet *self, int result)
+AWSStep buildCriticalSection(DDS_AsyncWaitSet *self, const Blueprint &blueprint)
 {
-    static_cast<void>(DDS_AsyncWaitSet_finalize(self));
-    return result;
+    return buildArea(self, blueprint, self->_criticalSectionEaName, sizeof self->_criticalSectionEaName,
+                     "_AWS_CRITICAL_SECTION_EA", "name of _AWS_CRITICAL_SECTION_EA",
+                     levelAbove(blueprint.property.level), &self->_criticalSectionEA);
 }
+
+AWSStep buildWaitSet(DDS_AsyncWaitSet *self, const Blueprint &blueprint)
+{
+    self->_sharedWaitSet = DDS_WaitSet_newI(blueprint.factory, self->_property.waitset_property.max_event_count,
+                                            &self->_property.waitset_property.max_event_delay);
+    if (self->_sharedWaitSet == nullptr)
+        return AWS_STEP_FAILED_AS(DDS_RETCODE_ERROR, DDS_LOG_CREATE_FAILURE_s, "shared WaitSet");
+    self->_taskCondition = DDS_CountingCondition_newI(blueprint.factory);
+    if (self->_taskCondition == nullptr)
+        return AWS_STEP_FAILED_AS(DDS_RETCODE_ERROR, DDS_LOG_CREATE_FAILURE_s, "shared request condition");
+    const DDS_ReturnCode_t retCode =
+        DDS_WaitSet_attach_condition(self->_sharedWaitSet, DDS_CountingCondition_as_condition(self->_taskCondition));
+    if (retCode != DDS_RETCODE_OK) return AWS_STEP_FAILED(retCode, "attach internal request condition");
+    return {};
+}
+
+AWSStep buildThreadRecords(DDS_AsyncWaitSet *self, const Blueprint & /*blueprint*/)
+{
+    const std::size_t poolSize = self->_property.thread_pool_size;
+    self->_threadPool = ZYLOsapiHeap_allocateArray<DDS_AsyncWaitSetThread>(poolSize, "struct DDS_AsyncWaitSetThread");
+    if (self->_threadPool == nullptr)
+        return AWS_STEP_FAILED_AS(DDS_RETCODE_ERROR, DDS_LOG_CREATE_FAILURE_s, "thread pool");
+    std::memset(static_cast<void *>(self->_threadPool), 0, poolSize * sizeof *self->_threadPool);
+    return {};
+}
+
+/// What several threads need to share the work, and the handler that goes with it; one thread needs neither.
+AWSStep buildPoolSynchronization(DDS_AsyncWaitSet *self, const Blueprint &blueprint)
+{
+    self->_threadHandler = {self, DDS_AsyncWaitSet_onWakeUpSingleThread};
+    if (!AWS_hasFollowers(self)) return {};
+    self->_barrier = ZYLOsapiBarrier_new(self->_property.thread_pool_size);
+    if (self->_barrier == nullptr)
+        return AWS_STEP_FAILED_AS(DDS_RETCODE_ERROR, ZYL_LOG_CREATION_FAILURE_s,
+                                  "internal request synchronization ZYLOsapiBarrier");
+    const AWSStep step =
+        buildArea(self, blueprint, self->_threadPoolSynchronizerEaName, sizeof self->_threadPoolSynchronizerEaName,
+                  "_AWS_SYNCHRONIZER_EA", "name of _AWS_SYNCHRONIZER_EA", blueprint.property.level,
+                  &self->_threadPoolSynchronizerEA);
+    if (!step.hasFailed()) self->_threadHandler = {self, DDS_AsyncWaitSet_onWakeUpThreadPool};
+    return step;
+}
+
+AWSStep initializeThreads(DDS_AsyncWaitSet *self, const Blueprint &blueprint)
+{
+    if (blueprint.listener != nullptr) self->_listener = *blueprint.listener;
+    const DDS_ThreadFactory *const factory = blueprint.threadFactory;
+    self->_threadFactory = factory == nullptr || factory == &DDS_THREAD_FACTORY_USE_DEFAULT
+                               ? DDS_DomainParticipantFactory_get_default_thread_factory(blueprint.factory)
+                               : *factory;
+    for (DDS_UnsignedLong i = 0; i < self->_property.thread_pool_size; ++i)
+        if (DDS_AsyncWaitSetThread_initialize(&self->_threadPool[i], self) == 0)
+            return AWS_STEP_FAILED_AS(DDS_RETCODE_ERROR, DDS_LOG_INITIALIZE_FAILURE_s, "DDS_AsyncWaitSetThread");
+    return {};
+}
+
+/// In this order: each step may use what those before it have built.
+constexpr AWSStep (*buildSteps[])(DDS_AsyncWaitSet *, const Blueprint &) = {
+    copyProperty,       buildPoolsAndLists,       buildCriticalSection, buildWaitSet,
+    buildThreadRecords, buildPoolSynchronization, initializeThreads};
+
+// ---------------------------------------------------------------- tearing down
 
 DDS_AWSConditionInfo *firstConditionInfo(const DDS_AsyncWaitSet *self)
 {
-    AWS_claimRegistryTurn();  // The pool has been stopped.
-    return reinterpret_cast<DDS_AWSConditionInfo *>(VESKInlineList_getFirst(&self->_conditionInfoList));
+    AWS_claimAlone(self);
+    return AWS_registered(self).first();
 }
 
-DDS_AsyncWaitSetCompletionToken *firstIdleToken(const DDS_AsyncWaitSet *self) ZYL_NOT_ANALYZED  // Nobody else is left.
+/// Detach what is attached, one condition after the other, as the application would.
+AWSStep detachAll(DDS_AsyncWaitSet *self, DDS_ReturnCode_t &retCode)
 {
-    const VESKInlineListNode *const node = VESKInlineList_getFirst(&self->_completionTokenPool);
-    if (node == nullptr) return nullptr;
-    return static_cast<DDS_AsyncWaitSetCompletionToken *>(
-        reinterpret_cast<const VESKInlineListUserDataNode *>(node)->userData);
+    while (const DDS_AWSConditionInfo *const info = firstConditionInfo(self)) {
+        retCode = DDS_AsyncWaitSet_detach_condition(self, info->_condition);
+        if (retCode != DDS_RETCODE_OK) return AWS_STEP_FAILED(retCode, "detach condition");
+    }
+    return {};
 }
 
-int idleTokenCount(const DDS_AsyncWaitSet *self) ZYL_NOT_ANALYZED  // Nobody else is left.
+/// Delete every idle token, and destroy those whose deletion failed: trying again and again could go on for ever.
+void deleteIdleTokens(DDS_AsyncWaitSet *self, DDS_ReturnCode_t &retCode)
 {
-    return self->_completionTokenPool._size;
-}
-
-/// Destroy the tokens whose deletion failed: trying again and again could go on for ever.
-void destroyIdleTokens(DDS_AsyncWaitSet *self) ZYL_NOT_ANALYZED  // Nobody else is left.
-{
-    while (DDS_AsyncWaitSetCompletionToken *const token = firstIdleToken(self)) {
+    AWS_claimAlone(self);
+    for (int left = self->_completionTokenPool._size; left > 0; --left)
+        retCode = DDS_AsyncWaitSet_delete_completion_token(self, AWS_idleTokens(self).first());
+    while (DDS_AsyncWaitSetCompletionToken *const token = AWS_idleTokens(self).first()) {
         VESKInlineList_removeNodeEA(&self->_completionTokenPool, &token->_loanedNode.node);
         DDS_SemaphoreAsyncWaitSetCompletionToken_delete(token);
     }
 }
 
 /// A start whose wait failed has left its threads running: they have to be stopped like those of any other start.
-void reclaimAbandonedPool(DDS_AsyncWaitSet *self) ZYL_NOT_ANALYZED  // Nobody else is left.
+void reclaimAbandonedPool(DDS_AsyncWaitSet *self)
 {
+    AWS_claimAlone(self);
     if (self->_isPoolAbandoned == 0) return;
     self->_isPoolAbandoned = 0;
     handoffWrite(self->_isStarted, 1);
@@ -92,8 +206,9 @@ void reclaimAbandonedPool(DDS_AsyncWaitSet *self) ZYL_NOT_ANALYZED  // Nobody el
 
 /// Join every pool thread and release the records. Threads that a failed start left behind rest at the barrier, which
 /// lets them go. Blocks.
-void releaseThreadPool(DDS_AsyncWaitSet *self) ZYL_NOT_ANALYZED  // Nobody else is left.
+void releaseThreadPool(DDS_AsyncWaitSet *self)
 {
+    AWS_claimAlone(self);
     if (self->_isPoolFailed != 0) ZYLOsapiBarrier_abort(self->_barrier);
     for (std::size_t i = self->_property.thread_pool_size; i > 0; --i)
         DDS_AsyncWaitSetThread_finalize(&self->_threadPool[i - 1]);
@@ -101,25 +216,36 @@ void releaseThreadPool(DDS_AsyncWaitSet *self) ZYL_NOT_ANALYZED  // Nobody else 
     self->_threadPool = nullptr;
 }
 
-/// Return the records of requests whose submission failed; they are in no queue and nobody waits for them.
-void returnStrandedRequests(DDS_AsyncWaitSet *self) ZYL_NOT_ANALYZED  // Nobody else is left.
-{
-    while (VESKInlineListNode *const node = VESKInlineList_getFirst(&self->_liveTaskInfoList)) {
-        auto *const address = reinterpret_cast<unsigned char *>(node) - offsetof(DDS_AWSTaskInfo, _liveNode);
-        DDS_AsyncWaitSet_returnTaskInfo(self, reinterpret_cast<DDS_AWSTaskInfo *>(address));
-    }
-}
-
-void deletePool(VESKFastBufferPool *&pool)
-{
-    if (pool != nullptr) VESKFastBufferPool_delete(pool);
-    pool = nullptr;
-}
-
 void destroyArea(const DDS_AsyncWaitSet *self, VESKExclusiveArea *&area)
 {
     if (area != nullptr) VESKWorkerFactory_destroyExclusiveArea(self->_globals->_workerPerThread->_workerFactory, area);
     area = nullptr;
+}
+
+/// Release the plain wait set, then the doorbell that is still attached to it.
+AWSStep releaseWaitSet(DDS_AsyncWaitSet *self, DDS_ReturnCode_t &retCode)
+{
+    if (self->_sharedWaitSet != nullptr) {
+        retCode = DDS_WaitSet_delete(self->_sharedWaitSet);
+        if (retCode != DDS_RETCODE_OK) return AWS_STEP_FAILED(retCode, "delete shared WaitSet");
+        self->_sharedWaitSet = nullptr;
+    }
+    if (self->_taskCondition != nullptr) {
+        retCode = DDS_CountingCondition_delete(self->_taskCondition);
+        if (retCode != DDS_RETCODE_OK) return AWS_STEP_FAILED(retCode, "delete shared request condition");
+        self->_taskCondition = nullptr;
+    }
+    return {};
+}
+
+void releasePools(DDS_AsyncWaitSet *self)
+{
+    AWS_claimAlone(self);
+    if (self->_taskInfoPool != nullptr) AWS_returnStrandedRequests(self);
+    for (VESKFastBufferPool **const pool : {&self->_conditionInfoPool, &self->_taskInfoPool}) {
+        if (*pool != nullptr) VESKFastBufferPool_delete(*pool);
+        *pool = nullptr;
+    }
 }
 
 }  // namespace
@@ -129,7 +255,7 @@ int DDS_AsyncWaitSet_initialize(DDS_AsyncWaitSet *self, DDS_DomainParticipantFac
                                 const struct DDS_AsyncWaitSetListener *listener,
                                 const struct DDS_ThreadFactory *threadFactory,
                                 VESKOrderedDataTypeCompareWithUserDataFunction compareConditionHandler,
-                                void *compareUserData) ZYL_NOT_ANALYZED  // Nobody else knows the record yet.
+                                void *compareUserData)
 {
     if (self == nullptr) return AWS_NULL(0, self);
     if (factory == nullptr) return AWS_NULL(0, factory);
@@ -138,81 +264,13 @@ int DDS_AsyncWaitSet_initialize(DDS_AsyncWaitSet *self, DDS_DomainParticipantFac
 
     std::memset(static_cast<void *>(self), 0, sizeof *self);
     self->_globals = globals;
-    static_cast<void>(DDS_AsyncWaitSetProperty_t_initialize(&self->_property));
-    static_cast<void>(DDS_AsyncWaitSetProperty_t_copy(&self->_property, awsProperty));
-    if (DDS_Duration_is_valid_timeout(&awsProperty->wait_timeout) == 0)
-        return unbuild(self, AWS_FAILED_AS(0, DDS_LOG_BAD_PARAMETER_s, "wait_timeout"));
-    self->_compareConditionHandler = compareConditionHandler != nullptr
-                                         ? compareConditionHandler
-                                         : DDS_AsyncWaitSet_compareHandlerAlwaysRightIsBigger;
-    self->_compareUserData = compareUserData;
-
-    self->_taskInfoPool = newPool<DDS_AWSTaskInfo>("struct DDS_AWSTaskInfo");
-    if (self->_taskInfoPool == nullptr)
-        return unbuild(self, AWS_FAILED_AS(0, ZYL_LOG_CREATION_FAILURE_s, "handler info buffer pool"));
-    self->_conditionInfoPool = newPool<DDS_AWSConditionInfo>("struct DDS_AWSConditionInfo");
-    if (self->_conditionInfoPool == nullptr)
-        return unbuild(self, AWS_FAILED_AS(0, ZYL_LOG_CREATION_FAILURE_s, "handler info buffer pool"));
-    VESKInlineList_init(&self->_conditionInfoList);
-    VESKInlineList_init(&self->_completionTokenPool);
-
-    VESKWorkerFactory *const workerFactory = globals->_workerPerThread->_workerFactory;
-    const char *const prefix = prefixOf(*awsProperty);
-    const int prefixLength = static_cast<int>(std::strlen(prefix));
-    char *const criticalSectionName = self->_criticalSectionEaName;
-    constexpr std::size_t criticalSectionCapacity = AWS_CRITICAL_SECTION_NAME_SIZE - 1;
-    if (ZYLOsapiUtility_strncpy(criticalSectionName, criticalSectionCapacity, prefix, usedPrefixLength) == nullptr)
-        return unbuild(self, AWS_FAILED_AS(0, ZYL_LOG_INSUFFICIENT_SPACE_FAILURE_dd, 9, prefixLength));
-    if (ZYLOsapiUtility_strncat(criticalSectionName, criticalSectionCapacity, "_AWS_CRITICAL_SECTION_EA", 24) ==
-        nullptr)
-        return unbuild(self, AWS_FAILED_AS(0, ZYL_LOG_INIT_FAILURE_s, "name of _AWS_CRITICAL_SECTION_EA"));
-    self->_criticalSectionEA =
-        VESKWorkerFactory_createExclusiveAreaEx(workerFactory, levelAbove(awsProperty->level), criticalSectionName);
-    if (self->_criticalSectionEA == nullptr)
-        return unbuild(self, AWS_FAILED_AS(0, ZYL_LOG_CREATION_FAILURE_s, criticalSectionName));
-
-    self->_sharedWaitSet = DDS_WaitSet_newI(factory, self->_property.waitset_property.max_event_count,
-                                            &self->_property.waitset_property.max_event_delay);
-    if (self->_sharedWaitSet == nullptr)
-        return unbuild(self, AWS_FAILED_AS(0, DDS_LOG_CREATE_FAILURE_s, "shared WaitSet"));
-    self->_taskCondition = DDS_CountingCondition_newI(factory);
-    if (self->_taskCondition == nullptr)
-        return unbuild(self, AWS_FAILED_AS(0, DDS_LOG_CREATE_FAILURE_s, "shared request condition"));
-    if (DDS_WaitSet_attach_condition(self->_sharedWaitSet, DDS_CountingCondition_as_condition(self->_taskCondition)) !=
-        DDS_RETCODE_OK)
-        return unbuild(self, AWS_FAILED(0, "attach internal request condition"));
-
-    const std::size_t poolSize = self->_property.thread_pool_size;
-    self->_threadPool = ZYLOsapiHeap_allocateArray<DDS_AsyncWaitSetThread>(poolSize, "struct DDS_AsyncWaitSetThread");
-    if (self->_threadPool == nullptr) return unbuild(self, AWS_FAILED_AS(0, DDS_LOG_CREATE_FAILURE_s, "thread pool"));
-    std::memset(static_cast<void *>(self->_threadPool), 0, poolSize * sizeof *self->_threadPool);
-
-    self->_threadHandler = {self, DDS_AsyncWaitSet_onWakeUpSingleThread};
-    if (AWS_hasFollowers(self)) {
-        self->_barrier = ZYLOsapiBarrier_new(self->_property.thread_pool_size);
-        if (self->_barrier == nullptr)
-            return unbuild(
-                self, AWS_FAILED_AS(0, ZYL_LOG_CREATION_FAILURE_s, "internal request synchronization ZYLOsapiBarrier"));
-        char *const synchronizerName = self->_threadPoolSynchronizerEaName;
-        constexpr std::size_t synchronizerCapacity = AWS_SYNCHRONIZER_NAME_SIZE - 1;
-        if (ZYLOsapiUtility_strncpy(synchronizerName, synchronizerCapacity, prefix, usedPrefixLength) == nullptr)
-            return unbuild(self, AWS_FAILED_AS(0, ZYL_LOG_INSUFFICIENT_SPACE_FAILURE_dd, 9, prefixLength));
-        if (ZYLOsapiUtility_strncat(synchronizerName, synchronizerCapacity, "_AWS_SYNCHRONIZER_EA", 20) == nullptr)
-            return unbuild(self, AWS_FAILED_AS(0, ZYL_LOG_INIT_FAILURE_s, "name of _AWS_SYNCHRONIZER_EA"));
-        self->_threadPoolSynchronizerEA =
-            VESKWorkerFactory_createExclusiveAreaEx(workerFactory, awsProperty->level, synchronizerName);
-        if (self->_threadPoolSynchronizerEA == nullptr)
-            return unbuild(self, AWS_FAILED_AS(0, ZYL_LOG_CREATION_FAILURE_s, synchronizerName));
-        self->_threadHandler = {self, DDS_AsyncWaitSet_onWakeUpThreadPool};
+    const Blueprint blueprint = {factory,        *awsProperty, listener, threadFactory, compareConditionHandler,
+                                 compareUserData};
+    for (const auto build : buildSteps) {
+        if (AWS_REPORT(build(self, blueprint)) == DDS_RETCODE_OK) continue;
+        static_cast<void>(DDS_AsyncWaitSet_finalize(self));
+        return 0;
     }
-
-    if (listener != nullptr) self->_listener = *listener;
-    self->_threadFactory = threadFactory == nullptr || threadFactory == &DDS_THREAD_FACTORY_USE_DEFAULT
-                               ? DDS_DomainParticipantFactory_get_default_thread_factory(factory)
-                               : *threadFactory;
-    for (std::size_t i = 0; i < poolSize; ++i)
-        if (DDS_AsyncWaitSetThread_initialize(&self->_threadPool[i], self) == 0)
-            return unbuild(self, AWS_FAILED_AS(0, DDS_LOG_INITIALIZE_FAILURE_s, "DDS_AsyncWaitSetThread"));
     self->_runningState = DDS_RUNNING_AWS_STARTED_STATE;
     return 1;
 }
@@ -224,39 +282,25 @@ DDS_ReturnCode_t DDS_AsyncWaitSet_finalize(DDS_AsyncWaitSet *self)
         return AWS_FAILED_AS(DDS_RETCODE_PRECONDITION_NOT_MET, ZYL_LOG_DELETE_s,
                              "AsyncWaitSet. There are alive completion tokens created from this object.");
 
-    DDS_ReturnCode_t retCode = DDS_RETCODE_ERROR;
+    DDS_ReturnCode_t retCode = DDS_RETCODE_ERROR;  // the last one that a step yields
     reclaimAbandonedPool(self);
     if (DDS_AsyncWaitSet_is_started(self) != DDS_BOOLEAN_FALSE) {
         retCode =
             DDS_AsyncWaitSet_stop_with_completion_token(self, DDS_ASYNC_WAITSET_COMPLETION_TOKEN_USE_IMPLICIT_AND_WAIT);
         if (retCode != DDS_RETCODE_OK) return AWS_FAILED(retCode, "request stop");
     }
-    while (const DDS_AWSConditionInfo *const info = firstConditionInfo(self)) {
-        retCode = DDS_AsyncWaitSet_detach_condition(self, info->_condition);
-        if (retCode != DDS_RETCODE_OK) return AWS_FAILED(retCode, "detach condition");
-    }
-    for (int left = idleTokenCount(self); left > 0; --left)
-        retCode = DDS_AsyncWaitSet_delete_completion_token(self, firstIdleToken(self));
-    destroyIdleTokens(self);
+    AWSStep step = detachAll(self, retCode);
+    if (step.hasFailed()) return AWS_REPORT(step);
+    deleteIdleTokens(self, retCode);
 
     if (self->_threadPool != nullptr) releaseThreadPool(self);
     if (self->_barrier != nullptr) ZYLOsapiBarrier_delete(self->_barrier);
     self->_barrier = nullptr;
     destroyArea(self, self->_threadPoolSynchronizerEA);
-    if (self->_sharedWaitSet != nullptr) {
-        retCode = DDS_WaitSet_delete(self->_sharedWaitSet);
-        if (retCode != DDS_RETCODE_OK) return AWS_FAILED(retCode, "delete shared WaitSet");
-        self->_sharedWaitSet = nullptr;
-    }
-    if (self->_taskCondition != nullptr) {
-        retCode = DDS_CountingCondition_delete(self->_taskCondition);
-        if (retCode != DDS_RETCODE_OK) return AWS_FAILED(retCode, "delete shared request condition");
-        self->_taskCondition = nullptr;
-    }
+    step = releaseWaitSet(self, retCode);
+    if (step.hasFailed()) return AWS_REPORT(step);
     static_cast<void>(DDS_AsyncWaitSetProperty_t_finalize(&self->_property));
-    if (self->_taskInfoPool != nullptr) returnStrandedRequests(self);
-    deletePool(self->_conditionInfoPool);
-    deletePool(self->_taskInfoPool);
+    releasePools(self);
     destroyArea(self, self->_criticalSectionEA);
     return retCode;
 }

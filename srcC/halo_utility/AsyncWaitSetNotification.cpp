@@ -1,6 +1,6 @@
 /// @file
-/// Notification: counting what is finished. The last notification of a request takes it out of the queue, lowers the
-/// doorbell, returns its record and tells its token.
+/// Notification: counting what is finished. The last notification of a request takes it out of the queue, returns its
+/// record, lowers the doorbell and tells its token.
 ///
 /// Protection: the critical section.
 #include "AsyncWaitSetNotification.hpp"
@@ -25,7 +25,7 @@ DDS_ReturnCode_t DDS_AsyncWaitSet_notifyTaskExecutedI(DDS_AsyncWaitSet *self, DD
 {
     if (self == nullptr) return AWS_NULL(DDS_RETCODE_BAD_PARAMETER, self);
     if (taskInfo == nullptr) return AWS_NULL(DDS_RETCODE_BAD_PARAMETER, taskInfo);
-    AWS_isInsideCriticalSection(self);
+    AWS_claimCriticalSection(self);
 
     taskInfo->_notificationCount += 1;
     if (taskInfo->_notificationCount != self->_property.thread_pool_size) return DDS_RETCODE_OK;
@@ -36,12 +36,8 @@ DDS_ReturnCode_t DDS_AsyncWaitSet_notifyTaskExecutedI(DDS_AsyncWaitSet *self, DD
     DDS_AsyncWaitSet_returnTaskInfo(self, taskInfo);
 
     if (ownsDoorbell(self, isInline)) {
-        DDS_ReturnCode_t retCode = DDS_CountingCondition_decrement(self->_taskCondition, 1);
-        if (retCode != DDS_RETCODE_OK) return AWS_FAILED(retCode, "reset internal request condition");
-        if (DDS_CountingCondition_get_count(self->_taskCondition) == 0) {
-            retCode = DDS_WaitSet_set_property(self->_sharedWaitSet, &self->_property.waitset_property);
-            if (retCode != DDS_RETCODE_OK) return AWS_FAILED(retCode, "set WaitSet property");
-        }
+        const AWSStep step = AWS_lowerDoorbell(self);
+        if (step.hasFailed()) return AWS_REPORT(step);
     }
     if (token == nullptr) return DDS_RETCODE_OK;
 

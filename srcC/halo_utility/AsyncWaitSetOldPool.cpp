@@ -19,26 +19,11 @@
 
 namespace {
 
-/// Sleep until something about the old pool has changed.
-AWSReadiness awaitChange(DDS_AsyncWaitSet *self) ZYL_REQUIRES(self->_criticalSectionEA)
+/// The calling thread must not wait for the old pool, or could not stop it.
+AWSStep refusal()
 {
-    switch (AWS_awaitQueueChange(self)) {
-        case AWSAreaOutcome::inside:
-            return AWSReadiness::ready;
-        case AWSAreaOutcome::leaveFailed:
-            return AWSReadiness::leaveFailed;
-        default:
-            return AWSReadiness::enterFailed;
-    }
-}
-
-/// Enter the critical section to finish what was begun outside of it. What was begun must not be lost to one failure,
-/// so there is a second try. Returns: whether the first one succeeded; `isInsideOut` tells whether either did.
-bool enterToFinish(DDS_AsyncWaitSet *self, bool &isInsideOut) ZYL_NOT_ANALYZED
-{
-    const bool isFirst = AWS_enterCriticalSection(self);
-    isInsideOut = isFirst || AWS_enterCriticalSection(self);
-    return isFirst;
+    return AWS_STEP_REFUSED(DDS_RETCODE_PRECONDITION_NOT_MET,
+                            "cannot accept more completion tokens while the thread is stopping");
 }
 
 /// The old pool is gone: let everybody look again.
@@ -49,87 +34,108 @@ void endRecovery(DDS_AsyncWaitSet *self) ZYL_REQUIRES(self->_criticalSectionEA)
 }
 
 /// The critical section failed on the way: nobody may go on waiting for this recovery. The next start begins another.
-void giveUpRecovery(DDS_AsyncWaitSet *self) ZYL_NOT_ANALYZED
+/// Returns: that failure.
+AWSStep giveUpRecovery(DDS_AsyncWaitSet *self, const AWSStep &step) ZYL_REQUIRES(self->_criticalSectionEA)
 {
-    if (!AWS_enterCriticalSection(self)) return handoffWrite(self->_isRecovering, 0);
-    endRecovery(self);
-    static_cast<void>(AWS_leaveCriticalSection(self));
+    AWS_countAsOutside(self);
+    if (AWS_enterCriticalSection(self)) {
+        endRecovery(self);
+        static_cast<void>(AWS_leaveCriticalSection(self));
+    } else {
+        handoffWrite(self->_isRecovering, 0);
+    }
+    AWS_countAsInside(self);
+    return step;
 }
 
-/// Join the threads of a start that failed partway. Those that rest at the barrier are let go; a request that no thread
-/// took is dropped. Blocks.
-AWSReadiness retireFailedPool(DDS_AsyncWaitSet *self) ZYL_REQUIRES(self->_criticalSectionEA) ZYL_NOT_ANALYZED
+/// The threads of a start that failed partway have been joined: drop a request that none of them took.
+void forgetFailedPool(DDS_AsyncWaitSet *self) ZYL_REQUIRES(self->_criticalSectionEA)
+{
+    while (DDS_AWSTaskInfo *const taskInfo = AWS_firstRequest(self)) AWS_dropRequest(self, taskInfo);
+    self->_isPoolFailed = 0;
+    endRecovery(self);
+}
+
+/// Join the threads of a start that failed partway. Those that rest at the barrier are let go. Blocks.
+AWSStep retireFailedPool(DDS_AsyncWaitSet *self) ZYL_REQUIRES(self->_criticalSectionEA)
 {
     handoffWrite(self->_isRecovering, 1);
     ZYLOsapiBarrier_abort(self->_barrier);
     if (!AWS_leaveCriticalSection(self)) {
-        giveUpRecovery(self);
-        return AWSReadiness::leaveFailed;
+        AWS_countAsInside(self);
+        return giveUpRecovery(self, AWS_lostArea("leave"));
     }
     for (DDS_UnsignedLong i = 0; i < self->_property.thread_pool_size; ++i)
         DDS_AsyncWaitSetThread_finalize(&self->_threadPool[i]);
     ZYLOsapiBarrier_reset(self->_barrier);
 
-    bool isInside = false;
-    const bool isBack = enterToFinish(self, isInside);
-    if (!isInside) {
-        giveUpRecovery(self);
-        return AWSReadiness::enterFailed;
+    if (AWS_enterCriticalSection(self)) {
+        forgetFailedPool(self);
+        return {};
     }
-    while (DDS_AWSTaskInfo *const taskInfo = AWS_firstRequest(self)) AWS_dropRequest(self, taskInfo);
-    self->_isPoolFailed = 0;
-    endRecovery(self);
-    if (isBack) return AWSReadiness::ready;
+    // What was begun must not be lost to one failure: there is a second try, although the start has failed.
+    const AWSStep step = AWS_lostArea("enter");
+    if (!AWS_enterCriticalSection(self)) {
+        AWS_countAsInside(self);
+        return giveUpRecovery(self, step);
+    }
+    forgetFailedPool(self);
     static_cast<void>(AWS_leaveCriticalSection(self));
-    return AWSReadiness::enterFailed;
+    AWS_countAsInside(self);
+    return step;
 }
 
 /// Stop the threads of a start whose wait failed, as a stop request does, and wait until they have acknowledged it.
 /// Blocks.
-AWSReadiness retireAbandonedPool(DDS_AsyncWaitSet *self) ZYL_REQUIRES(self->_criticalSectionEA) ZYL_NOT_ANALYZED
+AWSStep retireAbandonedPool(DDS_AsyncWaitSet *self) ZYL_REQUIRES(self->_criticalSectionEA)
 {
     handoffWrite(self->_isRecovering, 1);
     handoffWrite(self->_isStarted, 1);
-    DDS_Task task = {};
-    task.execute = DDS_AsyncWaitSetTask_stop;
-    AWSReadiness readiness = AWSReadiness::ready;
+    DDS_Task task = {nullptr, DDS_AsyncWaitSetTask_stop};
     if (DDS_AsyncWaitSet_submitTaskI(self, &task, nullptr, nullptr) != DDS_RETCODE_OK) {
         handoffWrite(self->_isStarted, 0);
-        readiness = AWSReadiness::refused;
-    } else {
-        self->_isPoolAbandoned = 0;
-        while (readiness == AWSReadiness::ready && AWS_firstRequest(self) != nullptr) readiness = awaitChange(self);
-    }
-    if (readiness == AWSReadiness::enterFailed || readiness == AWSReadiness::leaveFailed)
-        giveUpRecovery(self);
-    else
         endRecovery(self);
-    return readiness;
+        return refusal();
+    }
+    self->_isPoolAbandoned = 0;
+    while (AWS_firstRequest(self) != nullptr) {
+        const AWSStep step = AWS_awaitQueueChange(self);
+        if (step.hasFailed()) return giveUpRecovery(self, step);
+    }
+    endRecovery(self);
+    return {};
+}
+
+/// What is to be done about the old pool that has been found. Blocks.
+AWSStep dealWithOldPool(DDS_AsyncWaitSet *self) ZYL_REQUIRES(self->_criticalSectionEA)
+{
+    if (handoffRead(self->_isRecovering) == 0 && self->_isPoolFailed != 0) return retireFailedPool(self);
+    if (handoffRead(self->_isRecovering) == 0 && self->_isPoolAbandoned != 0) return retireAbandonedPool(self);
+    return AWS_awaitQueueChange(self);
+}
+
+bool isOldPoolLeft(const DDS_AsyncWaitSet *self) ZYL_REQUIRES(self->_criticalSectionEA)
+{
+    return AWS_firstRequest(self) != nullptr || handoffRead(self->_isRecovering) != 0 || self->_isPoolFailed != 0 ||
+           self->_isPoolAbandoned != 0;
 }
 
 }  // namespace
 
-AWSReadiness AWS_awaitOldPool(DDS_AsyncWaitSet *self)
+bool AWS_isStartedForGood(const DDS_AsyncWaitSet *self)
 {
-    AWSReadiness readiness = AWSReadiness::ready;
-    while (readiness == AWSReadiness::ready) {
-        const bool isRecovering = handoffRead(self->_isRecovering) != 0;
-        if (!isRecovering && handoffRead(self->_isStarted) != 0) return AWSReadiness::alreadyStarted;
-        const bool isOldPoolLeft = AWS_firstRequest(self) != nullptr || isRecovering || self->_isPoolFailed != 0 ||
-                                   self->_isPoolAbandoned != 0;
-        if (!isOldPoolLeft) return AWSReadiness::ready;
+    return handoffRead(self->_isRecovering) == 0 && handoffRead(self->_isStarted) != 0;
+}
 
+AWSStep AWS_awaitOldPool(DDS_AsyncWaitSet *self)
+{
+    while (!AWS_isStartedForGood(self) && isOldPoolLeft(self)) {
         const DDS_AsyncWaitSetThread *const thread = AWS_currentThread(self);
-        if (thread != nullptr && thread->_owner == self) return AWSReadiness::refused;
-        if (AWS_hasCriticalSectionTwice(self)) return AWSReadiness::refused;
-        if (AWS_isDeadLockRisk(self, thread)) return AWSReadiness::ready;
-
-        if (!isRecovering && self->_isPoolFailed != 0)
-            readiness = retireFailedPool(self);
-        else if (!isRecovering && self->_isPoolAbandoned != 0)
-            readiness = retireAbandonedPool(self);
-        else
-            readiness = awaitChange(self);
+        if (thread != nullptr && thread->_owner == self) return refusal();
+        if (AWS_hasCriticalSectionTwice(self)) return refusal();
+        if (AWS_isDeadLockRisk(self, thread)) return {};
+        const AWSStep step = dealWithOldPool(self);
+        if (step.hasFailed()) return step;
     }
-    return readiness;
+    return {};
 }

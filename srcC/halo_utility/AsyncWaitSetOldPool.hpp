@@ -6,19 +6,14 @@
 #ifndef ASYNC_WAIT_SET_OLD_POOL_HPP
 #define ASYNC_WAIT_SET_OLD_POOL_HPP
 
-#include "AsyncWaitSetRecords.pkg.h"
+#include "AsyncWaitSetLog.hpp"
 
-/// What a start has to do after it has looked for an old pool.
-enum class AWSReadiness {
-    ready,           ///< No old pool is left, or submission will refuse this start anyway.
-    alreadyStarted,  ///< Nothing to do.
-    refused,         ///< The calling thread must not wait for the old pool.
-    enterFailed,     ///< The critical section could not be had back.
-    leaveFailed      ///< It could not be given up.
-};
-
-/// Look for an old pool, and wait until it is gone.
+/// Look for an old pool, and wait until it is gone, or the wait set is started, or submission will refuse the start
+/// anyway. The step fails when the calling thread must not wait, or when the critical section was lost on the way.
 /// Blocks. Calls out: the thread factory, outside the critical section.
-AWSReadiness AWS_awaitOldPool(DDS_AsyncWaitSet *self) ZYL_REQUIRES(self->_criticalSectionEA);
+AWSStep AWS_awaitOldPool(DDS_AsyncWaitSet *self) ZYL_REQUIRES(self->_criticalSectionEA);
+
+/// Whether the wait set is started, as a start sees it: not by a recovery that has started it only to stop it.
+bool AWS_isStartedForGood(const DDS_AsyncWaitSet *self) ZYL_REQUIRES(self->_criticalSectionEA);
 
 #endif

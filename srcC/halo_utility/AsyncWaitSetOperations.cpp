@@ -6,6 +6,7 @@
 #include "AsyncWaitSet.pkg.h"
 #include "AsyncWaitSetLocks.hpp"
 #include "AsyncWaitSetLog.hpp"
+#include "AsyncWaitSetSubmission.hpp"
 #include "AsyncWaitSetTask.hpp"
 #include "halo_runtime/zyl/ZYLOsapiUtility.pkg.h"
 
@@ -23,13 +24,12 @@ DDS_Task taskOf(DDS_Task_ExecuteFcn execute)
     return task;
 }
 
-/// Suspend and resume make sense only in a started wait set; submission tests that once more under the critical section
-/// and says so in the task, so that a stop in between is answered as if it had come first.
-DDS_Task setStateTask()
+/// Both suspend and resume: only the state that they ask for tells them apart.
+DDS_ReturnCode_t submitState(DDS_AsyncWaitSet *self, DDS_AsyncWaitSetStartedStateKind state,
+                             DDS_AsyncWaitSetCompletionToken *completion_token)
 {
-    DDS_Task task = taskOf(DDS_AsyncWaitSetTask_setState);
-    task._mustBeStarted = 1;
-    return task;
+    return DDS_AsyncWaitSet_submit_task(self, &AWS_setStateOfStarted, ZYLOsapiUtility_intToPointer(state),
+                                        completion_token);
 }
 
 }  // namespace
@@ -67,10 +67,8 @@ DDS_ReturnCode_t DDS_AsyncWaitSet_suspend_with_completion_token(DDS_AsyncWaitSet
         return AWS_NOTICE(DDS_RETCODE_PRECONDITION_NOT_MET, "AWS is not started");
 
     AWS_TRACE_CALL("sending set_state request");
-    DDS_Task task = setStateTask();
-    void *const state = ZYLOsapiUtility_intToPointer(DDS_SUSPENDED_AWS_STARTED_STATE);
-    const DDS_ReturnCode_t retCode = DDS_AsyncWaitSet_submit_task(self, &task, state, completion_token);
-    if (task._wasNotStarted != 0) return AWS_NOTICE(DDS_RETCODE_PRECONDITION_NOT_MET, "AWS is not started");
+    const DDS_ReturnCode_t retCode = submitState(self, DDS_SUSPENDED_AWS_STARTED_STATE, completion_token);
+    if (retCode == DDS_RETCODE_NOT_ENABLED) return AWS_NOTICE(DDS_RETCODE_PRECONDITION_NOT_MET, "AWS is not started");
     if (retCode != DDS_RETCODE_OK) return AWS_FAILED(retCode, "submit internal task");
     return DDS_RETCODE_OK;
 }
@@ -84,10 +82,8 @@ DDS_ReturnCode_t DDS_AsyncWaitSet_resume_with_completion_token(DDS_AsyncWaitSet 
         return AWS_NOTICE(DDS_RETCODE_PRECONDITION_NOT_MET, "AWS is not started");
 
     AWS_TRACE_CALL("sending set_state request");
-    DDS_Task task = setStateTask();
-    void *const state = ZYLOsapiUtility_intToPointer(DDS_RUNNING_AWS_STARTED_STATE);
-    const DDS_ReturnCode_t retCode = DDS_AsyncWaitSet_submit_task(self, &task, state, completion_token);
-    if (task._wasNotStarted != 0) return AWS_NOTICE(DDS_RETCODE_PRECONDITION_NOT_MET, "AWS is not started");
+    const DDS_ReturnCode_t retCode = submitState(self, DDS_RUNNING_AWS_STARTED_STATE, completion_token);
+    if (retCode == DDS_RETCODE_NOT_ENABLED) return AWS_NOTICE(DDS_RETCODE_PRECONDITION_NOT_MET, "AWS is not started");
     if (retCode != DDS_RETCODE_OK) return AWS_FAILED(retCode, "submit internal task");
     return DDS_RETCODE_OK;
 }

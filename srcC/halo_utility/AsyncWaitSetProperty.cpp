@@ -3,7 +3,7 @@
 ///
 /// Protection: none; a property belongs to one thread at a time. The constants are read-only.
 #include "AsyncWaitSetLog.hpp"
-#include "halo_runtime/zyl/ZYLOsapiUtility.pkg.h"
+#include "halo_runtime/dds/DDS_String.pkg.h"
 
 namespace {
 

@@ -12,7 +12,8 @@
 
 #include "AsyncWaitSetCompletionToken.pkg.h"
 #include "AsyncWaitSetGlobals.pkg.h"
-#include "halo_runtime/dds/DDS_WaitSetI.pkg.h"
+#include "halo_runtime/dds/DDS_WaitSet.pkg.h"
+#include "halo_runtime/vesk/VESKExclusiveArea.pkg.h"
 #include "halo_runtime/vesk/VESKFastBufferPool.pkg.h"
 #include "halo_runtime/vesk/VESKInlineList.pkg.h"
 #include "halo_runtime/vesk/VESKOrderedData.pkg.h"
@@ -30,13 +31,10 @@ typedef struct DDS_AWSTaskInfo DDS_AsyncWaitSetTaskInfo;
 /// What every pool thread runs once for a request; the result is ignored.
 typedef void *(*DDS_Task_ExecuteFcn)(void *taskData, DDS_AsyncWaitSetTaskInfo *taskInfo);
 
-/// A task as its submitter describes it. It is copied; only the two last fields are looked at in the original.
+/// A task as its submitter describes it. It is copied.
 typedef struct DDS_Task {
     void *taskData;
     DDS_Task_ExecuteFcn execute;
-
-    int _mustBeStarted;  ///< Set by the submitter: the request makes sense only in a started wait set.
-    int _wasNotStarted;  ///< Set by the submission that refused it for that reason, without a message.
 } DDS_Task;
 
 /// A submitted request.

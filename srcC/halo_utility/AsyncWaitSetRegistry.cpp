@@ -8,31 +8,16 @@
 #include "AsyncWaitSetLocks.hpp"
 #include "AsyncWaitSetLog.hpp"
 
-namespace {
-
-/// A record is its own node.
-DDS_AWSConditionInfo *recordOf(VESKInlineListNode *node)
-{
-    return reinterpret_cast<DDS_AWSConditionInfo *>(node);
-}
-
-DDS_AWSConditionInfo *next(const DDS_AWSConditionInfo *info)
-{
-    return recordOf(VESKInlineListNode_getNext(&info->_node));
-}
-
-}  // namespace
-
 AWSRegistryTurn AWS_registryTurn;
 
 DDS_AWSConditionInfo *DDS_AsyncWaitSet_lookUpConditionInfo(DDS_AsyncWaitSet *self, DDS_Condition *condition)
 {
     if (self == nullptr) return AWS_NULL(nullptr, self);
     if (condition == nullptr) return AWS_NULL(nullptr, condition);
-    AWS_claimRegistryTurn();  // The caller's.
-    DDS_AWSConditionInfo *info = recordOf(VESKInlineList_getFirst(&self->_conditionInfoList));
-    while (info != nullptr && info->_condition != condition) info = next(info);
-    return info;
+    AWS_borrowRegistryTurn();
+    for (DDS_AWSConditionInfo *info : AWS_registered(self))
+        if (info->_condition == condition) return info;
+    return nullptr;
 }
 
 int DDS_AsyncWaitSet_isHandlerAttached(DDS_AsyncWaitSet *self, DDS_Condition *condition)
@@ -45,13 +30,12 @@ void DDS_AsyncWaitSet_addConditionInfo(DDS_AsyncWaitSet *self, DDS_AWSConditionI
 {
     if (self == nullptr) return AWS_NULL(static_cast<void>(0), self);
     if (conditionInfo == nullptr) return AWS_NULL(static_cast<void>(0), conditionInfo);
-    AWS_claimRegistryTurn();  // The caller's: an attach on its last execution.
+    AWS_claimRegistryTurn(self);  // The caller's: an attach on its last execution.
     if (VESKInlineList_isNodeInList(&self->_conditionInfoList, &conditionInfo->_node) != 0)
         return AWS_PRECONDITION(static_cast<void>(0),
                                 "VESKInlineList_isNodeInList(&self->_conditionInfoList, handlerInfoAsNode)");
 
-    for (DDS_AWSConditionInfo *info = recordOf(VESKInlineList_getFirst(&self->_conditionInfoList)); info != nullptr;
-         info = next(info)) {
+    for (DDS_AWSConditionInfo *info : AWS_registered(self)) {
         const void *const newData = DDS_Condition_get_handler(conditionInfo->_condition).handler_data;
         const void *const data = DDS_Condition_get_handler(info->_condition).handler_data;
         if (self->_compareConditionHandler(newData, data, self->_compareUserData) < 0)
@@ -64,28 +48,28 @@ void DDS_AsyncWaitSet_removeConditionInfo(DDS_AsyncWaitSet *self, DDS_AWSConditi
 {
     if (self == nullptr) return AWS_NULL(static_cast<void>(0), self);
     if (conditionInfo == nullptr) return AWS_NULL(static_cast<void>(0), conditionInfo);
-    AWS_claimRegistryTurn();  // The caller's: an attach or detach on its last execution.
+    AWS_claimRegistryTurn(self);  // The caller's: an attach or detach on its last execution.
     if (VESKInlineList_isNodeInList(&self->_conditionInfoList, &conditionInfo->_node) == 0)
         return AWS_PRECONDITION(static_cast<void>(0),
                                 "!VESKInlineList_isNodeInList( &self->_conditionInfoList, &conditionInfo->_node)");
 
-    if (self->_nextConditionInfo == conditionInfo) self->_nextConditionInfo = next(conditionInfo);
+    if (self->_nextConditionInfo == conditionInfo) self->_nextConditionInfo = AWS_Registered::next(conditionInfo);
     VESKInlineList_removeNodeEA(&self->_conditionInfoList, &conditionInfo->_node);
 }
 
 void DDS_AsyncWaitSet_start_condition_iteratorI(DDS_AsyncWaitSet *self)
 {
     if (self == nullptr) return AWS_BAD_PARAMETER(static_cast<void>(0), self);
-    AWS_claimRegistryTurn();  // The caller keeps attach and detach away until the walk has ended.
-    self->_conditionIterator = recordOf(VESKInlineList_getFirst(&self->_conditionInfoList));
+    AWS_borrowRegistryTurn();
+    self->_conditionIterator = AWS_registered(self).first();
 }
 
 DDS_Condition *DDS_AsyncWaitSet_get_next_conditionI(DDS_AsyncWaitSet *self)
 {
     if (self == nullptr) return AWS_BAD_PARAMETER(nullptr, self);
-    AWS_claimRegistryTurn();  // As above.
+    AWS_borrowRegistryTurn();
     const DDS_AWSConditionInfo *const info = self->_conditionIterator;
     if (info == nullptr) return nullptr;
-    self->_conditionIterator = next(info);
+    self->_conditionIterator = AWS_Registered::next(info);
     return info->_condition;
 }

@@ -1,11 +1,18 @@
 /// @file
-/// Changing the registry of attached conditions.
+/// The registry of attached conditions: walking it, changing it.
 ///
 /// Who may call: whoever has the registry turn (AsyncWaitSetLocks.hpp).
 #ifndef ASYNC_WAIT_SET_REGISTRY_HPP
 #define ASYNC_WAIT_SET_REGISTRY_HPP
 
-#include "AsyncWaitSetRecords.pkg.h"
+#include "AsyncWaitSetLocks.hpp"
+
+/// The attached conditions in registry order.
+using AWS_Registered = VESKInlineListView<DDS_AWSConditionInfo>;
+inline AWS_Registered AWS_registered(const DDS_AsyncWaitSet *self) ZYL_REQUIRES(AWS_registryTurn)
+{
+    return {self->_conditionInfoList};
+}
 
 extern "C" {
 

@@ -1,11 +1,10 @@
 /// @file
-/// Requests: their records, the queue, and who waits for the queue to become empty.
+/// Requests: their records, the queue, the doorbell, and who waits for the queue to become empty.
 ///
 /// Protection: the critical section.
 #include "AsyncWaitSetRequest.hpp"
 
 #include "AsyncWaitSet.pkg.h"
-#include "AsyncWaitSetLog.hpp"
 #include "halo_runtime/zyl/ZYLOsapiHeap.pkg.h"
 #include "halo_runtime/zyl/ZYLOsapiNotice.pkg.h"
 
@@ -17,32 +16,45 @@ struct Starter {
     ZYLOsapiNotice notice;
 };
 
+/// The records that have not been returned.
+using LiveRequests = VESKInlineListView<DDS_AWSTaskInfo, offsetof(DDS_AWSTaskInfo, _liveNode)>;
+
+/// Whether the record has not been returned. Compares addresses only.
+bool isLive(const DDS_AsyncWaitSet *self, const DDS_AWSTaskInfo *taskInfo) ZYL_REQUIRES(self->_criticalSectionEA)
+{
+    for (const DDS_AWSTaskInfo *live : LiveRequests{self->_liveTaskInfoList})
+        if (live == taskInfo) return true;
+    return false;
+}
+
+bool isQueued(const DDS_AsyncWaitSet *self, const DDS_AWSTaskInfo *taskInfo) ZYL_REQUIRES(self->_criticalSectionEA)
+{
+    return VESKInlineList_isNodeInList(&self->_internalTaskQueue, &taskInfo->_node) != 0;
+}
+
+/// Bring batching back. Returns: what the plain wait set says to that.
+DDS_ReturnCode_t restoreProperty(DDS_AsyncWaitSet *self)
+{
+    return DDS_WaitSet_set_property(self->_sharedWaitSet, &self->_property.waitset_property);
+}
+
+void forgetStarter(DDS_AsyncWaitSet *self, Starter &starter) ZYL_REQUIRES(self->_criticalSectionEA)
+{
+    if (VESKInlineList_isNodeInList(&self->_starterList, &starter.node) != 0)
+        VESKInlineList_removeNodeEA(&self->_starterList, &starter.node);
+}
+
+/// Give a record back to its pool, whatever has become of it.
+void returnRecord(DDS_AsyncWaitSet *self, DDS_AWSTaskInfo *taskInfo) ZYL_REQUIRES(self->_criticalSectionEA)
+{
+    if (VESKInlineList_isNodeInList(&self->_liveTaskInfoList, &taskInfo->_liveNode) != 0)
+        VESKInlineList_removeNodeEA(&self->_liveTaskInfoList, &taskInfo->_liveNode);
+    if (taskInfo->_threadNodes != nullptr) ZYLOsapiHeap_freeArray(taskInfo->_threadNodes);
+    taskInfo->_threadNodes = nullptr;
+    VESKFastBufferPool_returnBuffer(self->_taskInfoPool, taskInfo);
+}
+
 }  // namespace
-
-AWSAreaOutcome AWS_awaitQueueChange(DDS_AsyncWaitSet *self) ZYL_NOT_ANALYZED
-{
-    Starter starter = {};
-    ZYLOsapiNotice_initialize(&starter.notice);
-    VESKInlineList_addNodeToBackEA(&self->_starterList, &starter.node);
-    if (!AWS_leaveCriticalSection(self)) {
-        // Left or not, the record goes with this stack: take it out of the list, inside if that can be had.
-        const bool isInside = AWS_enterCriticalSection(self);
-        if (VESKInlineList_isNodeInList(&self->_starterList, &starter.node) != 0)
-            VESKInlineList_removeNodeEA(&self->_starterList, &starter.node);
-        if (isInside) static_cast<void>(AWS_leaveCriticalSection(self));
-        return AWSAreaOutcome::leaveFailed;
-    }
-    ZYLOsapiNotice_wait(&starter.notice, "old pool");
-    return AWS_enterCriticalSection(self) ? AWSAreaOutcome::inside : AWSAreaOutcome::enterFailed;
-}
-
-void AWS_wakeStarters(DDS_AsyncWaitSet *self)
-{
-    while (VESKInlineListNode *const node = VESKInlineList_getFirst(&self->_starterList)) {
-        VESKInlineList_removeNodeEA(&self->_starterList, node);
-        ZYLOsapiNotice_raise(&reinterpret_cast<Starter *>(node)->notice);
-    }
-}
 
 void AWS_appendRequest(DDS_AsyncWaitSet *self, DDS_AWSTaskInfo *taskInfo)
 {
@@ -52,7 +64,7 @@ void AWS_appendRequest(DDS_AsyncWaitSet *self, DDS_AWSTaskInfo *taskInfo)
 
 void AWS_unlinkRequest(DDS_AsyncWaitSet *self, DDS_AWSTaskInfo *taskInfo)
 {
-    if (VESKInlineList_isNodeInList(&self->_internalTaskQueue, &taskInfo->_node) == 0) return;
+    if (!isQueued(self, taskInfo)) return;
     VESKInlineList_removeNodeEA(&self->_internalTaskQueue, &taskInfo->_node);
     handoffWrite(self->_queuedRequestCount, self->_internalTaskQueue._size);
     if (AWS_firstRequest(self) == nullptr) AWS_wakeStarters(self);
@@ -63,8 +75,75 @@ void AWS_dropRequest(DDS_AsyncWaitSet *self, DDS_AWSTaskInfo *taskInfo)
     AWS_unlinkRequest(self, taskInfo);
     DDS_AsyncWaitSet_returnTaskInfo(self, taskInfo);
     static_cast<void>(DDS_CountingCondition_decrement(self->_taskCondition, 1));
-    if (AWS_firstRequest(self) == nullptr)
-        static_cast<void>(DDS_WaitSet_set_property(self->_sharedWaitSet, &self->_property.waitset_property));
+    if (AWS_firstRequest(self) == nullptr) static_cast<void>(restoreProperty(self));
+}
+
+void AWS_strandRequest(DDS_AsyncWaitSet *self, DDS_AWSTaskInfo *taskInfo)
+{
+    if (!isLive(self, taskInfo)) return;
+    taskInfo->_completionToken = nullptr;
+    if (!isQueued(self, taskInfo)) return;
+    AWS_unlinkRequest(self, taskInfo);
+    if (AWS_firstRequest(self) == nullptr) static_cast<void>(restoreProperty(self));
+}
+
+void AWS_returnStrandedRequests(DDS_AsyncWaitSet *self)
+{
+    while (DDS_AWSTaskInfo *const taskInfo = LiveRequests{self->_liveTaskInfoList}.first())
+        returnRecord(self, taskInfo);
+}
+
+AWSStep AWS_ringDoorbell(DDS_AsyncWaitSet *self)
+{
+    if (DDS_CountingCondition_get_count(self->_taskCondition) == 0) {
+        const DDS_ReturnCode_t retCode =
+            DDS_WaitSet_set_property(self->_sharedWaitSet, &DDS_AWS_g_IMMEDIATE_WAKEUP_WAITSET_PROPERTY);
+        if (retCode != DDS_RETCODE_OK) return AWS_STEP_FAILED(retCode, "set WaitSet property");
+    }
+    const DDS_ReturnCode_t retCode = DDS_CountingCondition_increment(self->_taskCondition, 1);
+    if (retCode != DDS_RETCODE_OK) return AWS_STEP_FAILED(retCode, "trigger internal request condition");
+    return {};
+}
+
+AWSStep AWS_lowerDoorbell(DDS_AsyncWaitSet *self)
+{
+    DDS_ReturnCode_t retCode = DDS_CountingCondition_decrement(self->_taskCondition, 1);
+    if (retCode != DDS_RETCODE_OK) return AWS_STEP_FAILED(retCode, "reset internal request condition");
+    if (DDS_CountingCondition_get_count(self->_taskCondition) != 0) return {};
+    retCode = restoreProperty(self);
+    if (retCode != DDS_RETCODE_OK) return AWS_STEP_FAILED(retCode, "set WaitSet property");
+    return {};
+}
+
+AWSStep AWS_awaitQueueChange(DDS_AsyncWaitSet *self)
+{
+    Starter starter = {};
+    ZYLOsapiNotice_initialize(&starter.notice);
+    VESKInlineList_addNodeToBackEA(&self->_starterList, &starter.node);
+    if (!AWS_leaveCriticalSection(self)) {
+        // Left or not, the record goes with this stack: take it out of the list, inside if that can be had.
+        if (AWS_enterCriticalSection(self)) {
+            forgetStarter(self, starter);
+            static_cast<void>(AWS_leaveCriticalSection(self));
+            AWS_countAsInside(self);
+        } else {
+            AWS_countAsInside(self);
+            forgetStarter(self, starter);
+        }
+        return AWS_lostArea("leave");
+    }
+    ZYLOsapiNotice_wait(&starter.notice, "old pool");
+    if (AWS_enterCriticalSection(self)) return {};
+    AWS_countAsInside(self);
+    return AWS_lostArea("enter");
+}
+
+void AWS_wakeStarters(DDS_AsyncWaitSet *self)
+{
+    while (Starter *const starter = VESKInlineListView<Starter>{self->_starterList}.first()) {
+        VESKInlineList_removeNodeEA(&self->_starterList, &starter->node);
+        ZYLOsapiNotice_raise(&starter->notice);
+    }
 }
 
 DDS_AsyncWaitSetTaskInfo *DDS_AsyncWaitSet_getTaskInfo(DDS_AsyncWaitSet *self, struct DDS_Task *task,
@@ -72,7 +151,7 @@ DDS_AsyncWaitSetTaskInfo *DDS_AsyncWaitSet_getTaskInfo(DDS_AsyncWaitSet *self, s
 {
     if (self == nullptr) return AWS_NULL(nullptr, self);
     if (task == nullptr) return AWS_NULL(nullptr, task);
-    AWS_isInsideCriticalSection(self);
+    AWS_claimCriticalSection(self);
 
     auto *const taskInfo =
         static_cast<DDS_AWSTaskInfo *>(VESKFastBufferPool_getBufferWithSize(self->_taskInfoPool, -1));
@@ -103,10 +182,6 @@ DDS_AsyncWaitSetTaskInfo *DDS_AsyncWaitSet_getTaskInfo(DDS_AsyncWaitSet *self, s
 void DDS_AsyncWaitSet_returnTaskInfo(DDS_AsyncWaitSet *self, DDS_AsyncWaitSetTaskInfo *taskInfo)
 {
     if (self == nullptr) return AWS_NULL(static_cast<void>(0), self);
-    AWS_isInsideCriticalSection(self);
-    if (VESKInlineList_isNodeInList(&self->_liveTaskInfoList, &taskInfo->_liveNode) != 0)
-        VESKInlineList_removeNodeEA(&self->_liveTaskInfoList, &taskInfo->_liveNode);
-    if (taskInfo->_threadNodes != nullptr) ZYLOsapiHeap_freeArray(taskInfo->_threadNodes);
-    taskInfo->_threadNodes = nullptr;
-    VESKFastBufferPool_returnBuffer(self->_taskInfoPool, taskInfo);
+    AWS_claimCriticalSection(self);
+    returnRecord(self, taskInfo);
 }

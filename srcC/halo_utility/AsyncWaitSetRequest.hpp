@@ -6,17 +6,19 @@
 #define ASYNC_WAIT_SET_REQUEST_HPP
 
 #include "AsyncWaitSetLocks.hpp"
+#include "AsyncWaitSetLog.hpp"
 
-/// A record is its own node.
-inline DDS_AWSTaskInfo *AWS_requestOf(VESKInlineListNode *node)
+/// The requests that some pool thread has not finished, the oldest first.
+inline VESKInlineListView<DDS_AWSTaskInfo> AWS_requests(const DDS_AsyncWaitSet *self)
+    ZYL_REQUIRES(self->_criticalSectionEA)
 {
-    return reinterpret_cast<DDS_AWSTaskInfo *>(node);
+    return {self->_internalTaskQueue};
 }
 
-/// The oldest request that some pool thread has not finished, or null.
+/// The oldest of them, or null.
 inline DDS_AWSTaskInfo *AWS_firstRequest(const DDS_AsyncWaitSet *self) ZYL_REQUIRES(self->_criticalSectionEA)
 {
-    return AWS_requestOf(VESKInlineList_getFirst(&self->_internalTaskQueue));
+    return AWS_requests(self).first();
 }
 
 /// Queue a request behind the others.
@@ -25,13 +27,22 @@ void AWS_appendRequest(DDS_AsyncWaitSet *self, DDS_AWSTaskInfo *taskInfo) ZYL_RE
 void AWS_unlinkRequest(DDS_AsyncWaitSet *self, DDS_AWSTaskInfo *taskInfo) ZYL_REQUIRES(self->_criticalSectionEA);
 /// Drop a request that nobody will execute: out of the queue, record returned, doorbell lowered. Its token is not told.
 void AWS_dropRequest(DDS_AsyncWaitSet *self, DDS_AWSTaskInfo *taskInfo) ZYL_REQUIRES(self->_criticalSectionEA);
+/// A request whose submission failed leaves the queue and forgets its token. Its record stays until finalization,
+/// unless its last notification has returned it already. Batching comes back if it was the only request.
+void AWS_strandRequest(DDS_AsyncWaitSet *self, DDS_AWSTaskInfo *taskInfo) ZYL_REQUIRES(self->_criticalSectionEA);
+/// Return the records of stranded requests: they are in no queue and nobody waits for them.
+void AWS_returnStrandedRequests(DDS_AsyncWaitSet *self) ZYL_REQUIRES(self->_criticalSectionEA);
 
-/// How a function that leaves the critical section and enters it again has ended.
-enum class AWSAreaOutcome { inside, enterFailed, leaveFailed };
+/// Ring for a request that has just been queued. While any is pending a single event ends every wait: batching would
+/// delay it.
+AWSStep AWS_ringDoorbell(DDS_AsyncWaitSet *self) ZYL_REQUIRES(self->_criticalSectionEA);
+/// One request less. Batching comes back with the last.
+AWSStep AWS_lowerDoorbell(DDS_AsyncWaitSet *self) ZYL_REQUIRES(self->_criticalSectionEA);
 
 /// Sleep until the queue has become empty or something else about an old pool has changed. The critical section is left
-/// meanwhile. Blocks.
-AWSAreaOutcome AWS_awaitQueueChange(DDS_AsyncWaitSet *self) ZYL_REQUIRES(self->_criticalSectionEA);
+/// meanwhile, and lost when the step failed.
+/// Blocks.
+AWSStep AWS_awaitQueueChange(DDS_AsyncWaitSet *self) ZYL_REQUIRES(self->_criticalSectionEA);
 /// Let the starts that wait for an old pool look again.
 void AWS_wakeStarters(DDS_AsyncWaitSet *self) ZYL_REQUIRES(self->_criticalSectionEA);
 

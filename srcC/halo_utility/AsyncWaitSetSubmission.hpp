@@ -14,4 +14,10 @@ DDS_ReturnCode_t DDS_AsyncWaitSet_submitTaskI(DDS_AsyncWaitSet *self, struct DDS
 
 }  // extern "C"
 
+/// The task that suspend and resume submit. It is known by its address: they make sense only in a started wait set, and
+/// submission tests that once more under the critical section in which it queues. When it finds the wait set not
+/// started, DDS_AsyncWaitSet_submit_task answers DDS_RETCODE_NOT_ENABLED, which has no other cause here, without a
+/// message.
+extern DDS_Task AWS_setStateOfStarted;
+
 #endif

@@ -28,27 +28,24 @@ struct AWSOutcome {
 
 /// The part of an execution that is not the last: report OK, but never over the result of the last one, which another
 /// thread may be writing already. Until all threads have claimed, there is no last one.
-/// Returns: null, or what could not be done to the critical section; nothing is reported when it was not entered.
-const char *reportEarlyExecution(const DDS_AWSTaskInfo *taskInfo)
+/// Nothing is reported when the critical section cannot be entered.
+AWSStep reportEarlyExecution(const DDS_AWSTaskInfo *taskInfo)
 {
     DDS_AsyncWaitSet *const self = taskInfo->_owner;
-    if (taskInfo->_completionToken == nullptr) return nullptr;
-    if (!AWS_enterCriticalSection(self)) return "enter";
+    if (taskInfo->_completionToken == nullptr) return {};
+    if (!AWS_enterCriticalSection(self)) return AWS_STEP_AREA_FAILED("enter");
     if (handoffRead(taskInfo->_executionCount) < self->_property.thread_pool_size)
         handoffWrite(taskInfo->_completionToken->retCode, DDS_RETCODE_OK);
-    return AWS_leaveCriticalSection(self) ? nullptr : "leave";
+    if (!AWS_leaveCriticalSection(self)) return AWS_STEP_AREA_FAILED("leave");
+    return {};
 }
 
-/// Switch the registered conditions from `node` on in or out of the waits, in registry order.
-/// Returns: the first node for which that failed, or null.
-const VESKInlineListNode *maskUntilFailure(DDS_AsyncWaitSet *self, const VESKInlineListNode *node,
-                                           DDS_Boolean takesPart) ZYL_REQUIRES(AWS_registryTurn)
+/// Switch all registered conditions in or out of the waits, in registry order. Warns for the operation, and goes on.
+void maskAll(DDS_AsyncWaitSet *self, DDS_Boolean takesPart, const char *operation) ZYL_REQUIRES(AWS_registryTurn)
 {
-    for (; node != nullptr; node = VESKInlineListNode_getNext(node)) {
-        DDS_Condition *const condition = reinterpret_cast<const DDS_AWSConditionInfo *>(node)->_condition;
-        if (DDS_WaitSet_mask_condition(self->_sharedWaitSet, condition, takesPart) != DDS_RETCODE_OK) return node;
-    }
-    return nullptr;
+    for (const DDS_AWSConditionInfo *info : AWS_registered(self))
+        if (DDS_WaitSet_mask_condition(self->_sharedWaitSet, info->_condition, takesPart) != DDS_RETCODE_OK)
+            AWS_WARN_FOR(operation, "mask condition");
 }
 
 /// A fresh record for the condition, in no list. Returns: null when memory ended.
@@ -105,13 +102,8 @@ void *DDS_AsyncWaitSetTask_stop(void *taskData, DDS_AsyncWaitSetTaskInfo *taskIn
     if (thread != nullptr && taskInfo->_isInline == 0) DDS_AsyncWaitSet_onThreadDeleted(thread->_owner, thread);
     if (!AWS_completesExecution(taskInfo)) return nullptr;
 
-    AWS_claimRegistryTurn();  // Last execution; ends when `_isStarted` is cleared.
-    const VESKInlineListNode *failed = nullptr;
-    if (handoffRead(self->_runningState) == DDS_SUSPENDED_AWS_STARTED_STATE)
-        failed = maskUntilFailure(self, VESKInlineList_getFirst(&self->_conditionInfoList), DDS_BOOLEAN_TRUE);
-    for (; failed != nullptr; failed = maskUntilFailure(self, VESKInlineListNode_getNext(failed), DDS_BOOLEAN_TRUE))
-        AWS_WARN("mask condition");
-
+    AWS_claimRegistryTurn(self);  // Last execution; ends when `_isStarted` is cleared.
+    if (handoffRead(self->_runningState) == DDS_SUSPENDED_AWS_STARTED_STATE) maskAll(self, DDS_BOOLEAN_TRUE, __func__);
     if (!AWS_enterCriticalSection(self)) {
         // The stop takes effect all the same, for the pool threads are leaving; but it is no success.
         finishStop(self, nullptr);
@@ -129,12 +121,12 @@ void *DDS_AsyncWaitSetTask_attachCondition(void *taskData, DDS_AsyncWaitSetTaskI
     DDS_AsyncWaitSet *const self = taskInfo->_owner;
     auto *const condition = static_cast<DDS_Condition *>(taskInfo->_taskUserData);
     if (!AWS_isLastExecution(taskInfo)) {
-        const char *const failure = reportEarlyExecution(taskInfo);
-        return failure == nullptr ? nullptr : AWS_AREA_FAILED(nullptr, failure);
+        static_cast<void>(AWS_REPORT(reportEarlyExecution(taskInfo)));
+        return nullptr;
     }
 
     AWSOutcome outcome{taskInfo, DDS_RETCODE_OK};
-    AWS_claimRegistryTurn();  // Last execution.
+    AWS_claimRegistryTurn(self);  // Last execution.
     AWS_TRACE_THREAD(AWS_currentThread(self), "processing attach condition request");
     if (DDS_AsyncWaitSet_lookUpConditionInfo(self, condition) != nullptr) return nullptr;
 
@@ -167,12 +159,12 @@ void *DDS_AsyncWaitSetTask_detachCondition(void *taskData, DDS_AsyncWaitSetTaskI
     DDS_AsyncWaitSet *const self = taskInfo->_owner;
     auto *const condition = static_cast<DDS_Condition *>(taskInfo->_taskUserData);
     if (!AWS_isLastExecution(taskInfo)) {
-        const char *const failure = reportEarlyExecution(taskInfo);
-        return failure == nullptr ? nullptr : AWS_AREA_FAILED(nullptr, failure);
+        static_cast<void>(AWS_REPORT(reportEarlyExecution(taskInfo)));
+        return nullptr;
     }
 
     AWSOutcome outcome{taskInfo, DDS_RETCODE_OK};
-    AWS_claimRegistryTurn();  // Last execution.
+    AWS_claimRegistryTurn(self);  // Last execution.
     AWS_TRACE_THREAD(AWS_currentThread(self), "processing detach condition request");
     DDS_AWSConditionInfo *const info = DDS_AsyncWaitSet_lookUpConditionInfo(self, condition);
     if (info == nullptr) return nullptr;
@@ -198,18 +190,15 @@ void *DDS_AsyncWaitSetTask_setState(void *taskData, DDS_AsyncWaitSetTaskInfo *ta
     if (startedState >= DDS_AsyncWaitSetStartedStateKind_count)
         return AWS_PRECONDITION(nullptr, "startedState < 0 || startedState >= DDS_AsyncWaitSetStartedStateKind_count");
     if (!AWS_isLastExecution(taskInfo)) {
-        const char *const failure = reportEarlyExecution(taskInfo);
-        return failure == nullptr ? nullptr : AWS_AREA_FAILED(nullptr, failure);
+        static_cast<void>(AWS_REPORT(reportEarlyExecution(taskInfo)));
+        return nullptr;
     }
 
     const AWSOutcome outcome{taskInfo, DDS_RETCODE_OK};
-    AWS_claimRegistryTurn();  // Last execution.
+    AWS_claimRegistryTurn(self);  // Last execution.
     AWS_TRACE_THREAD(AWS_currentThread(self), "processing set state request");
     handoffWrite(self->_runningState, static_cast<DDS_AsyncWaitSetStartedStateKind>(startedState));
     const DDS_Boolean takesPart = startedState == DDS_RUNNING_AWS_STARTED_STATE ? DDS_BOOLEAN_TRUE : DDS_BOOLEAN_FALSE;
-    const VESKInlineListNode *failed =
-        maskUntilFailure(self, VESKInlineList_getFirst(&self->_conditionInfoList), takesPart);
-    for (; failed != nullptr; failed = maskUntilFailure(self, VESKInlineListNode_getNext(failed), takesPart))
-        AWS_WARN("mask condition");
+    maskAll(self, takesPart, __func__);
     return nullptr;
 }

@@ -10,6 +10,7 @@
 #include "AsyncWaitSet.pkg.h"
 #include "AsyncWaitSetLog.hpp"
 #include "AsyncWaitSetRun.hpp"
+#include "halo_runtime/dds/DDS_String.pkg.h"
 #include "halo_runtime/zyl/ZYLOsapiHeap.pkg.h"
 #include "halo_runtime/zyl/ZYLOsapiUtility.pkg.h"
 

@@ -7,17 +7,40 @@
 #include "AsyncWaitSetCompletionToken.hpp"
 #include "AsyncWaitSetLocks.hpp"
 #include "AsyncWaitSetLog.hpp"
-#include "halo_runtime/zyl/ZYLTime.pkg.h"
+#include "halo_runtime/dds/DDS_Duration.pkg.h"
 
-DDS_ReturnCode_t DDS_AsyncWaitSet_waitForTaskExecutedI(
-    DDS_AsyncWaitSet *self, DDS_AsyncWaitSetCompletionToken *completionToken,
-    const struct DDS_Duration_t *timeout) ZYL_NOT_ANALYZED  // A failed area loses the critical section.
+namespace {
+
+/// Block on the token with the critical section given up. A step that failed with nothing to say is the wait's own
+/// result. Blocks.
+AWSStep sleepOnToken(DDS_AsyncWaitSet *self, DDS_AsyncWaitSetCompletionToken *token,
+                     const struct DDS_Duration_t *timeout) ZYL_REQUIRES(self->_criticalSectionEA)
+{
+    if (!AWS_leaveCriticalSection(self)) {
+        AWS_countAsInside(self);
+        return AWS_STEP_AREA_FAILED("leave");
+    }
+    struct ZYLNtpTime timeoutAsNtp;
+    DDS_Duration_to_ntp_time(timeout, &timeoutAsNtp);
+    const DDS_ReturnCode_t retCode = token->_handler.wait(token->_handler.handlerData, token, &timeoutAsNtp);
+    if (!AWS_enterCriticalSection(self)) {
+        AWS_countAsInside(self);
+        return AWS_STEP_AREA_FAILED("enter");
+    }
+    return {retCode};
+}
+
+}  // namespace
+
+DDS_ReturnCode_t DDS_AsyncWaitSet_waitForTaskExecutedI(DDS_AsyncWaitSet *self,
+                                                       DDS_AsyncWaitSetCompletionToken *completionToken,
+                                                       const struct DDS_Duration_t *timeout)
 {
     if (self == nullptr) return AWS_NULL(DDS_RETCODE_BAD_PARAMETER, self);
     if (completionToken->_owner == nullptr) return AWS_NULL(DDS_RETCODE_BAD_PARAMETER, completionToken->_owner);
     if (completionToken->_owner != self)
         return AWS_PRECONDITION(DDS_RETCODE_BAD_PARAMETER, "completionToken->_owner != self");
-    AWS_isInsideCriticalSection(self);
+    AWS_claimCriticalSection(self);
     const DDS_AsyncWaitSetThread *const thread = AWS_currentThread(self);
     if (thread != nullptr && thread->_owner == self)
         return AWS_REFUSED(DDS_RETCODE_PRECONDITION_NOT_MET,
@@ -42,24 +65,13 @@ DDS_ReturnCode_t DDS_AsyncWaitSet_waitForTaskExecutedI(
     completionToken->_isWaiting = 1;
     const unsigned submission = completionToken->_submissionCount;
     AWS_stepInsideToken(completionToken);
-    if (!AWS_leaveCriticalSection(self)) {
-        AWS_stepOutsideToken(completionToken);
-        AWS_isInsideCriticalSection(self);
-        return AWS_AREA_FAILED(DDS_RETCODE_ERROR, "leave");
+    const AWSStep step = sleepOnToken(self, completionToken, timeout);
+    if (step.message == nullptr) {  // back inside; otherwise the token is not this thread's to touch
+        completionToken->_isWaiting = 0;
+        if (!step.hasFailed() && completionToken->_submissionCount == submission) completionToken->_state = nextState;
     }
-    struct ZYLNtpTime timeoutAsNtp;
-    DDS_Duration_to_ntp_time(timeout, &timeoutAsNtp);
-    const DDS_ReturnCode_t retCode =
-        completionToken->_handler.wait(completionToken->_handler.handlerData, completionToken, &timeoutAsNtp);
-    if (!AWS_enterCriticalSection(self)) {
-        AWS_stepOutsideToken(completionToken);
-        return AWS_AREA_FAILED(DDS_RETCODE_ERROR, "enter");
-    }
-    completionToken->_isWaiting = 0;
-    if (retCode == DDS_RETCODE_OK && completionToken->_submissionCount == submission)
-        completionToken->_state = nextState;
     AWS_stepOutsideToken(completionToken);
-    return retCode;
+    return AWS_REPORT(step);
 }
 
 DDS_ReturnCode_t DDS_AsyncWaitSetCompletionToken_wait(DDS_AsyncWaitSetCompletionToken *completion_token,

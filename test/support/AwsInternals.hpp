@@ -12,6 +12,7 @@
 #include "halo_utility/AsyncWaitSetNotification.hpp"
 #include "halo_utility/AsyncWaitSetRegistry.hpp"
 #include "halo_utility/AsyncWaitSetRelay.hpp"
+#include "halo_utility/AsyncWaitSetRequest.hpp"
 #include "halo_utility/AsyncWaitSetRun.hpp"
 #include "halo_utility/AsyncWaitSetSubmission.hpp"
 #include "halo_utility/AsyncWaitSetTask.hpp"

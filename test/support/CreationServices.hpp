@@ -10,11 +10,11 @@
 #include <map>
 #include <string>
 
+#include "AwsInternals.hpp"
 #include "LogCapture.hpp"
 #include "ServiceCalls.hpp"
 #include "halo_runtime/zyl/ZYLOsapiHeap.pkg.h"
 #include "halo_runtime/zyl/ZYLOsapiUtility.pkg.h"
-#include "AwsInternals.hpp"
 
 namespace creation {
 

@@ -10,7 +10,7 @@
 
 #include "LogCapture.hpp"
 #include "halo_runtime/dds/DDS_WaitSet.hpp"
-#include "halo_runtime/dds/DDS_WaitSetI.pkg.h"
+#include "halo_runtime/dds/DDS_WaitSet.pkg.h"
 #include "halo_runtime/zyl/ZYLOsapiHeap.pkg.h"
 
 constexpr DDS_Duration_t noTime = {0, 0};

@@ -12,8 +12,8 @@
 #include "LogCapture.hpp"
 #include "ServiceCalls.hpp"
 #include "dds_c/dds_c_log.h"
+#include "halo_runtime/dds/DDS_String.pkg.h"
 #include "halo_runtime/zyl/ZYLOsapiHeap.pkg.h"
-#include "halo_runtime/zyl/ZYLOsapiUtility.pkg.h"
 
 extern "C" int __real_ZYLOsapiHeap_reallocateMemoryInternal(void **block, size_t size, int alignment, int reallocate,
                                                             int flag, const char *routine, ZYLOsapiAllocKind kind,

@@ -9,7 +9,7 @@
 #include "LogCapture.hpp"
 #include "ServiceCalls.hpp"
 #include "dds_c/dds_c_log.h"
-#include "halo_runtime/zyl/ZYLOsapiUtility.pkg.h"
+#include "halo_runtime/dds/DDS_String.pkg.h"
 
 extern "C" {
 int __wrap_DDS_AsyncWaitSet_becomeNewLeader(DDS_AsyncWaitSet *, DDS_AsyncWaitSetThread *thread);

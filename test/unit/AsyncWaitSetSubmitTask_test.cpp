@@ -6,6 +6,7 @@
 // Replaces: DDS_AsyncWaitSet_returnLoanedCompletionToken
 // Replaces: VESKFastBufferPool_getBufferWithSize DDS_WaitSet_attach_condition
 #include "AwsQueueFixture.hpp"
+#include "halo_runtime/zyl/ZYLOsapiUtility.pkg.h"
 
 extern "C" {
 DDS_ReturnCode_t __real_DDS_AsyncWaitSetCompletionToken_wait(DDS_AsyncWaitSetCompletionToken *, const DDS_Duration_t *);
@@ -280,25 +281,21 @@ TEST_F(SubmitTask, a_token_that_cannot_be_given_back_is_reported)
 TEST_F(SubmitTask, a_task_that_needs_a_started_wait_set_is_turned_away_under_the_lock_without_a_word)
 {
     createWithIdleToken(1);
-    ProbeTask probe;
-    probe.task._mustBeStarted = 1;
+    void *const suspended = ZYLOsapiUtility_intToPointer(DDS_SUSPENDED_AWS_STARTED_STATE);
     for (DDS_AsyncWaitSetCompletionToken *const given : {ignoreToken(), implicitToken(), lent}) {
-        probe.task._wasNotStarted = 0;
         calls.clear();
-        EXPECT_EQ(submit(probe, given), DDS_RETCODE_PRECONDITION_NOT_MET);
-        EXPECT_EQ(probe.task._wasNotStarted, 1);
+        EXPECT_EQ(DDS_AsyncWaitSet_submit_task(aws, &AWS_setStateOfStarted, suspended, given), DDS_RETCODE_NOT_ENABLED);
         EXPECT_EQ(calls.count("enter"), 1);
     }
     EXPECT_NO_LOG(log);
-    EXPECT_EQ(probe.executions, 0);
+    EXPECT_EQ(aws->_runningState, DDS_RUNNING_AWS_STARTED_STATE) << "it was executed";
     EXPECT_EQ(lent->_submissionCount, 0U);
     expectGivenBack();
 
     markStarted(aws);
-    probe.task._wasNotStarted = 0;
-    EXPECT_EQ(submit(probe), DDS_RETCODE_OK);
-    EXPECT_EQ(probe.task._wasNotStarted, 0);
+    EXPECT_EQ(DDS_AsyncWaitSet_submit_task(aws, &AWS_setStateOfStarted, suspended, ignoreToken()), DDS_RETCODE_OK);
     EXPECT_EQ(executeAs(0), DDS_RETCODE_OK);
+    EXPECT_EQ(aws->_runningState, DDS_SUSPENDED_AWS_STARTED_STATE);
 }
 
 /// An implicit attach to a wait set of two that is not started, with one failing area step.

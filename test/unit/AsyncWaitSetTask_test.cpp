@@ -5,6 +5,7 @@
 // Replaces: DDS_WaitSet_attach_condition DDS_WaitSet_detach_condition DDS_WaitSet_mask_condition
 // Replaces: VESKFastBufferPool_getBufferWithSize
 #include "AwsTaskFixture.hpp"
+#include "halo_runtime/dds/DDS_String.pkg.h"
 
 extern "C" {
 DDS_ReturnCode_t __real_DDS_WaitSet_attach_condition(DDS_WaitSet *, DDS_Condition *);

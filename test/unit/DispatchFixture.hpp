@@ -15,8 +15,8 @@
 #include "AwsFixture.hpp"
 #include "LogCapture.hpp"
 #include "dds_c/dds_c_log.h"
+#include "halo_runtime/dds/DDS_String.pkg.h"
 #include "halo_runtime/zyl/ZYLOsapiHeap.pkg.h"
-#include "halo_runtime/zyl/ZYLOsapiUtility.pkg.h"
 
 /// What was called, and what fails. Only the test's own thread calls.
 struct Services {

@@ -17,6 +17,7 @@
 #include "LogCapture.hpp"
 #include "ServiceCalls.hpp"
 #include "dds_c/dds_c_log.h"
+#include "halo_runtime/dds/DDS_String.pkg.h"
 #include "halo_runtime/zyl/ZYLOsapiHeap.pkg.h"
 #include "halo_runtime/zyl/ZYLOsapiThread.pkg.h"
 #include "halo_runtime/zyl/ZYLOsapiUtility.pkg.h"

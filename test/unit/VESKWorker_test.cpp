@@ -8,7 +8,7 @@
 
 #include "LogCapture.hpp"
 #include "dds_c/dds_c_log.h"
-#include "halo_runtime/vesk/VESKWorker.pkg.h"
+#include "halo_runtime/vesk/VESKExclusiveArea.pkg.h"
 #include "halo_runtime/zyl/ZYLOsapiHeap.pkg.h"
 
 namespace {

@@ -7,8 +7,8 @@
 
 #include "LogCapture.hpp"
 #include "dds_c/dds_c_log.h"
+#include "halo_runtime/dds/DDS_String.pkg.h"
 #include "halo_runtime/zyl/ZYLOsapiHeap.pkg.h"
-#include "halo_runtime/zyl/ZYLOsapiUtility.pkg.h"
 
 namespace {
 bool isMemoryEnded = false;

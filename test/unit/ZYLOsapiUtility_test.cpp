@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "LogCapture.hpp"
+#include "halo_runtime/dds/DDS_String.pkg.h"
 #include "halo_runtime/zyl/ZYLOsapiHeap.pkg.h"
 #include "halo_runtime/zyl/ZYLOsapiUtility.pkg.h"
 

@@ -2,6 +2,7 @@
 /// Durations and NTP times.
 #include <gtest/gtest.h>
 
+#include "halo_runtime/dds/DDS_Duration.pkg.h"
 #include "halo_runtime/zyl/ZYLTime.pkg.h"
 
 namespace {

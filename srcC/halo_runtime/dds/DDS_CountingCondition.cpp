@@ -5,7 +5,7 @@
 #include "../zyl/ZYLOsapiHeap.pkg.h"
 #include "DDS_Log.hpp"
 #include "DDS_WaitSet.hpp"
-#include "DDS_WaitSetI.pkg.h"
+#include "DDS_WaitSet.pkg.h"
 
 DDS_CountingCondition *DDS_CountingCondition_newI(DDS_DomainParticipantFactory * /*factory*/)
 {

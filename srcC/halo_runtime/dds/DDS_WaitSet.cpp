@@ -7,9 +7,9 @@
 #include <new>
 
 #include "../zyl/ZYLOsapiHeap.pkg.h"
-#include "../zyl/ZYLTime.pkg.h"
+#include "DDS_Duration.pkg.h"
 #include "DDS_Log.hpp"
-#include "DDS_WaitSetI.pkg.h"
+#include "DDS_WaitSet.pkg.h"
 
 const struct DDS_WaitSetProperty_t DDS_WAITSET_PROPERTY_DEFAULT = {
     1, {DDS_DURATION_INFINITE_SEC, DDS_DURATION_INFINITE_NSEC}};

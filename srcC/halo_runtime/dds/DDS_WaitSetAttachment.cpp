@@ -5,10 +5,11 @@
 /// wait set's attach mutex.
 #include <new>
 
+#include "../vesk/VESKInlineListView.pkg.hpp"
 #include "../zyl/ZYLOsapiHeap.pkg.h"
 #include "DDS_Log.hpp"
 #include "DDS_WaitSet.hpp"
-#include "DDS_WaitSetI.pkg.h"
+#include "DDS_WaitSet.pkg.h"
 
 namespace {
 
@@ -58,11 +59,13 @@ void unlink(DDS_WaitSetAttachment *attachment) ZYL_REQUIRES(attachment->_waitSet
     ZYLOsapiHeap_freeStructure(attachment);
 }
 
-/// The attachment of a node of a wait set's list; null for null.
-DDS_WaitSetAttachment *attachmentOf(VESKInlineListNode *node)
+/// The attachments of a wait set.
+using Attached = VESKUserDataListView<DDS_WaitSetAttachment>;
+
+/// A walk is in progress, so its thread has held the attach mutex since the beginning of the walk.
+void claimWalk(const DDS_WaitSet *self) ZYL_ASSERT_HELD(self->_attachMutex)
 {
-    if (node == nullptr) return nullptr;
-    return static_cast<DDS_WaitSetAttachment *>(reinterpret_cast<VESKInlineListUserDataNode *>(node)->userData);
+    static_cast<void>(self);
 }
 
 /// The condition's attachment to the wait set, which can change only under that wait set's attach mutex; or null.
@@ -120,8 +123,7 @@ DDS_ReturnCode_t DDS_WaitSet_detach_condition(DDS_WaitSet *self, DDS_Condition *
 void DDS_WaitSet_detachAllI(DDS_WaitSet *self)
 {
     const platform::Lock lock(self->_attachMutex);
-    for (auto *attachment = attachmentOf(VESKInlineList_getFirst(&self->_attached)); attachment != nullptr;
-         attachment = attachmentOf(VESKInlineList_getFirst(&self->_attached))) {
+    while (DDS_WaitSetAttachment *const attachment = Attached{self->_attached}.first()) {
         DDS_WaitSetAttachment_claimOfAttached(attachment);
         unlink(attachment);
     }
@@ -155,28 +157,28 @@ DDS_ReturnCode_t DDS_WaitSet_mask_condition(DDS_WaitSet *self, DDS_Condition *co
     return DDS_RETCODE_OK;
 }
 
-// The walk holds the attach mutex from its start to its end, which the analysis cannot follow from one function to the
-// next.
-
+/// Not analyzed: the walk keeps the attach mutex when this returns.
 int DDS_WaitSet_start_conditions_iteratorI(DDS_WaitSet *self, int /*reserved*/) ZYL_NOT_ANALYZED
 {
     if (self == nullptr) return DDS_BAD_PARAMETER(0, self);
     platform::lock(self->_attachMutex);
-    self->_cursor = attachmentOf(VESKInlineList_getFirst(&self->_attached));
+    self->_cursor = Attached{self->_attached}.first();
     return self->_attached._size;
 }
 
-DDS_Condition *DDS_WaitSet_get_next_conditionI(DDS_WaitSet *self, int /*reserved*/) ZYL_NOT_ANALYZED
+DDS_Condition *DDS_WaitSet_get_next_conditionI(DDS_WaitSet *self, int /*reserved*/)
 {
     if (self == nullptr) return DDS_BAD_PARAMETER(nullptr, self);
+    claimWalk(self);
     const DDS_WaitSetAttachment *const attachment = self->_cursor;
     if (attachment == nullptr) return nullptr;
-    self->_cursor = attachmentOf(VESKInlineListNode_getNext(&attachment->_attachedNode.node));
+    self->_cursor = Attached::recordOf(VESKInlineListNode_getNext(&attachment->_attachedNode.node));
     return attachment->_condition;
 }
 
-void DDS_WaitSet_end_conditions_iteratorI(DDS_WaitSet *self) ZYL_NOT_ANALYZED
+void DDS_WaitSet_end_conditions_iteratorI(DDS_WaitSet *self)
 {
     if (self == nullptr) return DDS_BAD_PARAMETER(static_cast<void>(0), self);
+    claimWalk(self);
     platform::unlock(self->_attachMutex);
 }

@@ -10,28 +10,21 @@
 #include <algorithm>
 #include <utility>
 
+#include "../vesk/VESKInlineListView.pkg.hpp"
 #include "../zyl/ZYLTime.pkg.h"
+#include "DDS_Duration.pkg.h"
 #include "DDS_Log.hpp"
 #include "DDS_WaitSet.hpp"
-#include "DDS_WaitSetI.pkg.h"
+#include "DDS_WaitSet.pkg.h"
 
 namespace {
 
-/// The attachment of a node of a wait set's active list; null for null.
-DDS_WaitSetAttachment *attachmentOf(VESKInlineListNode *node)
-{
-    return reinterpret_cast<DDS_WaitSetAttachment *>(node);
-}
+/// The active attachments: the due ones before the fresh ones.
+using Active = VESKInlineListView<DDS_WaitSetAttachment>;
 
 DDS_WaitSetAttachment *firstActive(const DDS_WaitSet *self) ZYL_REQUIRES(self->_eventMutex)
 {
-    return attachmentOf(VESKInlineList_getFirst(&self->_active));
-}
-
-DDS_WaitSetAttachment *nextActive(const DDS_WaitSetAttachment *attachment)
-    ZYL_REQUIRES(attachment->_waitSet->_eventMutex)
-{
-    return attachmentOf(VESKInlineListNode_getNext(&attachment->_activeNode));
+    return Active{self->_active}.first();
 }
 
 /// Whether the wait ends with OK whatever the time is: something is due, or enough events have gathered.
@@ -86,13 +79,12 @@ bool fillIn(const DDS_WaitSet *self, DDS_ConditionSeq *conditions) ZYL_REQUIRES(
         return false;
     DDS_Condition_ptr *const elements = DDS_ConditionSeq_get_contiguous_bufferI(conditions);
     DDS_Long i = 0;
-    for (const DDS_WaitSetAttachment *attachment = firstActive(self); attachment != nullptr; ++i) {
-        DDS_WaitSetAttachment_claimOfEvents(attachment);
+    for (const DDS_WaitSetAttachment *attachment : Active{self->_active}) {
         DDS_Condition_ptr *const element =
             elements != nullptr ? &elements[i] : DDS_ConditionSeq_get_reference(conditions, i);
         if (element == nullptr) return false;
         *element = attachment->_condition;
-        attachment = nextActive(attachment);
+        ++i;
     }
     return true;
 }
@@ -104,7 +96,7 @@ void makeAllDue(DDS_WaitSet *self) ZYL_REQUIRES(self->_eventMutex)
         DDS_WaitSetAttachment_claimOfEvents(attachment);
         attachment->_mark = DDS_WaitSetMark::due;
         attachment->_events = 0;
-        attachment = nextActive(attachment);
+        attachment = Active::next(attachment);
     }
     self->_firstFresh = nullptr;
     self->_freshEvents = 0;
@@ -150,7 +142,7 @@ void DDS_WaitSetAttachment_withdraw(DDS_WaitSetAttachment *self)
 {
     const platform::Lock lock(self->_waitSet->_eventMutex);
     if (self->_mark == DDS_WaitSetMark::idle) return;
-    if (self->_waitSet->_firstFresh == self) self->_waitSet->_firstFresh = nextActive(self);
+    if (self->_waitSet->_firstFresh == self) self->_waitSet->_firstFresh = Active::next(self);
     VESKInlineList_removeNodeEA(&self->_waitSet->_active, &self->_activeNode);
     self->_waitSet->_freshEvents -= self->_events;
     self->_events = 0;

@@ -114,6 +114,8 @@ void pause();
 /// The scheduler may run another thread here. Stands before every access to a field that threads share without a lock
 /// and in every operation of an exclusive area. Exists in the simulation build only.
 void schedulingPoint();
+/// Something that the protocol guarantees is not so: end the run with these words. Exists in the simulation build only.
+[[noreturn]] void claimFailed(const char *text);
 #else
 inline void schedulingPoint() {}
 #endif

@@ -6,7 +6,7 @@
 #define VESK_EXCLUSIVE_AREA_HPP
 
 #include "../platform/Platform.hpp"
-#include "VESKWorker.pkg.h"
+#include "VESKExclusiveArea.pkg.h"
 
 /// Creates exclusive areas. There is one in the process.
 struct VESKWorkerFactory {

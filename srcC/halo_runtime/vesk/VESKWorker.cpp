@@ -21,21 +21,23 @@ VESKWorkerFactory *theFactory()
 int VESKWorkerPerThread_initialize(struct VESKWorkerPerThread *self)
 {
     if (self == nullptr) return 0;
-    // The first caller claims the record through `_ownsTss`; the factory's address, written last, publishes it.
+    // The first caller claims the record through `_isBeingInitialized`; the factory's address, written last, publishes
+    // it.
     while (handoffRead(self->_workerFactory) == nullptr) {
-        if (handoffExchange(self->_ownsTss, 1) != 0) {
+        if (handoffExchange(self->_isBeingInitialized, 1) != 0) {
             platform::yield();
             continue;
         }
         if (handoffRead(self->_workerFactory) != nullptr) break;
         VESKWorkerFactory *factory = theFactory();
         if (factory->_workerKey == platform::noThreadKey) {
-            handoffWrite(self->_ownsTss, 0);
+            handoffWrite(self->_isBeingInitialized, 0);
             return 0;
         }
         self->_workerTssKey = factory->_workerKey;
         self->_tssFactory = nullptr;
         self->_ownsFactory = 0;
+        self->_ownsTss = 0;
         handoffWrite(self->_workerFactory, factory);
     }
     return 1;

@@ -30,10 +30,12 @@ consteval const char *ZYLLog_baseName(const char *path)
 }
 
 /// Print a catalog message if the gate is open.
-#define ZYL_PRINT(level_, submodule_, message_, ...)                                                              \
-    (ZYLLog_isEnabled(level_, submodule_)                                                                         \
-         ? ZYLLogMessage_printWithParams(ZYL_LOG_INSTRUMENT_NONE, level_, ZYL_LOG_MODULE_DDS,                     \
-                                         ZYLLog_baseName(__FILE__), __LINE__, __func__, &(message_), __VA_ARGS__) \
+#define ZYL_PRINT(level_, submodule_, message_, ...) ZYL_PRINT_FOR(__func__, level_, submodule_, message_, __VA_ARGS__)
+/// The same in the name of another function.
+#define ZYL_PRINT_FOR(function_, level_, submodule_, message_, ...)                                                \
+    (ZYLLog_isEnabled(level_, submodule_)                                                                          \
+         ? ZYLLogMessage_printWithParams(ZYL_LOG_INSTRUMENT_NONE, level_, ZYL_LOG_MODULE_DDS,                      \
+                                         ZYLLog_baseName(__FILE__), __LINE__, function_, &(message_), __VA_ARGS__) \
          : static_cast<void>(0))
 
 /// Print a format if the gate is open.

@@ -7,7 +7,6 @@
 #include <cstdio>
 #include <cstring>
 
-#include "ZYLOsapiHeap.pkg.h"
 #include "ZYLOsapiUtility.pkg.h"
 
 namespace {
@@ -61,21 +60,4 @@ void *ZYLOsapiUtility_intToPointer(int value)
 int ZYLOsapiUtility_pointerToInt(const void *pointer)
 {
     return static_cast<int>(reinterpret_cast<std::intptr_t>(pointer));
-}
-
-char *DDS_String_dup(const char *string)
-{
-    if (string == nullptr) return nullptr;
-    const std::size_t size = std::strlen(string) + 1;
-    void *block = nullptr;
-    if (ZYLOsapiHeap_reallocateMemoryInternal(&block, size, ZYL_OSAPI_HEAP_DEFAULT, 0, 0, "ZYLOsapiHeap_allocateString",
-                                              ZYL_OSAPI_STRING_ALLOC, "char") == 0)
-        return nullptr;
-    return static_cast<char *>(std::memcpy(block, string, size));
-}
-
-void DDS_String_free(char *string)
-{
-    ZYLOsapiHeap_freeMemoryInternal(string, 0, "ZYLOsapiHeap_freeString", ZYL_OSAPI_STRING_ALLOC,
-                                    ZYL_OSAPI_HEAP_DEFAULT);
 }

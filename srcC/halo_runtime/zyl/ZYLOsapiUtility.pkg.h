@@ -28,11 +28,6 @@ int ZYLOsapiUtility_snprintf(char *buffer, size_t size, const char *format, ...)
 void *ZYLOsapiUtility_intToPointer(int value);
 int ZYLOsapiUtility_pointerToInt(const void *pointer);
 
-/// A heap copy of a string, or null when memory ended; free with DDS_String_free.
-char *DDS_String_dup(const char *string);
-/// Free a string made by the heap's string routines. Null is allowed.
-void DDS_String_free(char *string);
-
 #ifdef __cplusplus
 }
 #endif

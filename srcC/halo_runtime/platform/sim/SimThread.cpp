@@ -138,6 +138,12 @@ void schedulingPoint()
     if (machine.isRunning) sim::schedule(sim::Operation::point);
 }
 
+void claimFailed(const char *text)
+{
+    const Unseen unseen;
+    sim::fail(text);
+}
+
 std::int64_t now_ns()
 {
     const Unseen unseen;

@@ -1,7 +1,7 @@
 /// @file
 /// The plain wait set's operations for the rest of the library.
-#ifndef DDS_WAIT_SET_I_PKG_H
-#define DDS_WAIT_SET_I_PKG_H
+#ifndef DDS_WAIT_SET_PKG_H
+#define DDS_WAIT_SET_PKG_H
 
 #include "DDS_DomainParticipantFactory.pkg.h"
 #include "dds_c/dds_c_waitset.h"

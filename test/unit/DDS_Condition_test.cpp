@@ -1,4 +1,4 @@
-// Replaces: ZYLOsapiHeap_reallocateMemoryInternal _ZN8platform4lockERNS_5MutexE
+// Replaces: ZYLOsapiHeap_reallocateMemoryInternal platform_lock
 /// @file
 /// Conditions: trigger value, handler, dispatch, count.
 #include "WaitSetFixture.hpp"
@@ -22,11 +22,11 @@ int __wrap_ZYLOsapiHeap_reallocateMemoryInternal(void **blockInOut, size_t size,
     return __real_ZYLOsapiHeap_reallocateMemoryInternal(blockInOut, size, alignment, reallocate, flag, routine, kind,
                                                         typeName);
 }
-void __real__ZN8platform4lockERNS_5MutexE(platform::Mutex &mutex);
-void __wrap__ZN8platform4lockERNS_5MutexE(platform::Mutex &mutex)
+void __real_platform_lock(platform::Mutex &mutex);
+void __wrap_platform_lock(platform::Mutex &mutex)
 {
     lockCount += 1;
-    __real__ZN8platform4lockERNS_5MutexE(mutex);
+    __real_platform_lock(mutex);
 }
 }
 

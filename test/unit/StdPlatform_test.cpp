@@ -58,9 +58,9 @@ void *look(void *argument)
 unsigned runWith(const platform::ThreadSettings &settings, Seen &seenOut)
 {
     unsigned refused = ~0U;
-    platform::Thread *thread = platform::createThread(settings, look, &seenOut, &refused);
+    platform::Thread *thread = platform_createThread(settings, look, &seenOut, &refused);
     EXPECT_NE(thread, nullptr);
-    if (thread != nullptr) platform::joinThread(thread);
+    if (thread != nullptr) platform_joinThread(thread);
     return refused;
 }
 
@@ -76,7 +76,7 @@ std::uint64_t hookedThread = 0;
 platform::ThreadKey hookedKey()
 {
     static const platform::ThreadKey key =
-        platform::createThreadKey(sizeof(void *), [](void * /*block*/) { hookedThread = platform::currentThreadId(); });
+        platform_createThreadKey(sizeof(void *), [](void * /*block*/) { hookedThread = platform_currentThreadId(); });
     return key;
 }
 
@@ -198,10 +198,10 @@ TEST(StdPlatform, a_thread_that_was_made_elsewhere_has_storage_with_exit_hooks_a
     hookedThread = 0;
     std::uint64_t id = 0;
     const auto body = [](void *argument) -> void * {
-        *static_cast<std::uint64_t *>(argument) = platform::currentThreadId();
-        *static_cast<std::uintptr_t *>(platform::threadBlock(hookedKey())) = 1;
-        platform::unpark(platform::currentParker());
-        platform::park(platform::noDeadline_ns, "a wake-up that has come");
+        *static_cast<std::uint64_t *>(argument) = platform_currentThreadId();
+        *static_cast<std::uintptr_t *>(platform_threadBlock(hookedKey())) = 1;
+        platform_unpark(platform_currentParker());
+        platform_park(platform::noDeadline_ns, "a wake-up that has come");
         return nullptr;
     };
     pthread_t thread{};
@@ -215,18 +215,18 @@ TEST(StdPlatform, thousands_of_threads_can_follow_each_other)
 {
     for (int turn = 0; turn < 2000; ++turn) {
         Seen seen;
-        platform::Thread *thread = platform::createThread(
+        platform::Thread *thread = platform_createThread(
             {},
             [](void *) -> void * {
-                platform::unpark(platform::currentParker());
+                platform_unpark(platform_currentParker());
                 return nullptr;
             },
             &seen, nullptr);
         ASSERT_NE(thread, nullptr);
         std::uint64_t id = 0;
         std::int64_t cpuTime_ns = -1;
-        ASSERT_TRUE(platform::threadCpuTime(thread, &id, &cpuTime_ns));
+        ASSERT_TRUE(platform_threadCpuTime(thread, &id, &cpuTime_ns));
         EXPECT_GE(cpuTime_ns, 0);
-        platform::joinThread(thread);
+        platform_joinThread(thread);
     }
 }

@@ -43,8 +43,8 @@ DDS_WaitSet *DDS_WaitSet_newI(DDS_DomainParticipantFactory * /*factory*/, DDS_Lo
     void *const block = ZYLOsapiHeap_allocateStructure<DDS_WaitSet>("DDS_WaitSet");
     if (block == nullptr) return DDS_CREATE_FAILED(nullptr, "DDS_WaitSet");
     auto *const self = new (block) DDS_WaitSet{};
-    platform::initMutex(self->_attachMutex, "wait set attachments");
-    platform::initMutex(self->_eventMutex, "wait set events");
+    platform_initMutex(self->_attachMutex, "wait set attachments");
+    platform_initMutex(self->_eventMutex, "wait set events");
     const platform::Lock lock(self->_eventMutex);
     installProperty(self, property);
     return self;
@@ -69,8 +69,8 @@ DDS_ReturnCode_t DDS_WaitSet_delete(DDS_WaitSet *self)
     if (handoffRead(self->_waitState) == DDS_WAIT_SET_WAITING)
         return DDS_REFUSED(DDS_RETCODE_PRECONDITION_NOT_MET, "a wait set in which a thread waits cannot be deleted");
     DDS_WaitSet_detachAllI(self);
-    platform::destroyMutex(self->_eventMutex);
-    platform::destroyMutex(self->_attachMutex);
+    platform_destroyMutex(self->_eventMutex);
+    platform_destroyMutex(self->_attachMutex);
     ZYLOsapiHeap_freeStructure(self);
     return DDS_RETCODE_OK;
 }

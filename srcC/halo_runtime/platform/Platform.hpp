@@ -16,7 +16,7 @@
 
 namespace platform {
 
-// ---------------------------------------------------------------- threads
+// ---------------------------------------------------------------- what is handed across the seam
 
 /// Settings of a new thread; zero and null mean the system's default.
 struct ThreadSettings {
@@ -28,43 +28,17 @@ struct ThreadSettings {
     std::size_t cpuCount = 0;
 };
 
-/// Settings that the system refused; bits of createThread's output.
+/// Settings that the system refused; bits of platform_createThread's output.
 enum Refused : unsigned { refusedName = 1U, refusedStackSize = 2U, refusedPriority = 4U, refusedCpus = 8U };
 
 using ThreadBody = void *(*)(void *);
 struct Thread;
 
-/// Create a thread and let it run. A refused setting is left out and reported.
-/// Returns: null when no thread could be made.
-Thread *createThread(const ThreadSettings &settings, ThreadBody body, void *argument, unsigned *refusedOut);
-
-/// Wait until the thread has ended, exit hooks included, and free the record.
-/// Blocks.
-void joinThread(Thread *thread);
-
-/// Read the id and the consumed CPU time of a thread made here.
-/// Returns: false, with nothing written, for a handle that createThread did not make or joinThread has freed.
-bool threadCpuTime(const void *thread, std::uint64_t *idOut, std::int64_t *cpuTimeOut_ns);
-
-/// The calling thread's id, stable for its life.
-std::uint64_t currentThreadId();
-
-// ---------------------------------------------------------------- storage of a thread
-
-/// Reserve `size` bytes in every thread. They are zero when the thread first sees them.
-/// `onExit`, if given, is called with the block's address in every thread that ends and had set the block's first
-/// pointer-sized word to something other than zero. Keys are for ever.
-/// Returns: the key, or `noThreadKey` when the storage of a thread is used up.
+/// Names a block of storage that every thread has.
 using ThreadKey = std::uint32_t;
 constexpr ThreadKey noThreadKey = 0xFFFFFFFFU;
-ThreadKey createThreadKey(std::size_t size, void (*onExit)(void *block));
 
-/// The calling thread's block. Never fails; one address computation.
-void *threadBlock(ThreadKey key);
-
-// ---------------------------------------------------------------- mutex and condition variable
-
-/// Not recursive. `name` appears in dead-lock reports and must outlive the mutex.
+/// Not recursive.
 struct ZYL_CAPABILITY("mutex") Mutex {
     alignas(16) unsigned char storage[64];
 };
@@ -75,38 +49,82 @@ struct Condition {
 /// A point in time that never comes.
 constexpr std::int64_t noDeadline_ns = INT64_MAX;
 
-void initMutex(Mutex &mutex, const char *name);
-void destroyMutex(Mutex &mutex);
-void lock(Mutex &mutex) ZYL_ACQUIRE(mutex);
-void unlock(Mutex &mutex) ZYL_RELEASE(mutex);
-
-void initCondition(Condition &condition, const char *name);
-void destroyCondition(Condition &condition);
-/// Wait until woken, until the deadline, or for no reason at all; the mutex is released meanwhile.
-/// Blocks.
-void waitCondition(Condition &condition, Mutex &mutex, std::int64_t deadline_ns) ZYL_REQUIRES(mutex);
-void wakeAll(Condition &condition);
-
-// ---------------------------------------------------------------- parking
-
 /// The place where a thread sleeps alone. One per thread, and its memory is never given back, so that it may be woken
 /// by somebody who does not know whether it still runs: wake-ups can be stale, and every park stands in a loop.
 struct Parker;
-Parker *currentParker();
+
+}  // namespace platform
+
+// C linkage: each service has one name that a linker, a debugger and a profiler show alike.
+extern "C" {
+
+// ---------------------------------------------------------------- threads
+
+/// Create a thread and let it run. A refused setting is left out and reported.
+/// Returns: null when no thread could be made.
+platform::Thread *platform_createThread(const platform::ThreadSettings &settings, platform::ThreadBody body,
+                                        void *argument, unsigned *refusedOut);
+
+/// Wait until the thread has ended, exit hooks included, and free the record.
+/// Blocks.
+void platform_joinThread(platform::Thread *thread);
+
+/// Read the id and the consumed CPU time of a thread made here.
+/// Returns: false, with nothing written, for a handle that platform_createThread did not make or platform_joinThread
+/// has freed.
+bool platform_threadCpuTime(const void *thread, std::uint64_t *idOut, std::int64_t *cpuTimeOut_ns);
+
+/// The calling thread's id, stable for its life.
+std::uint64_t platform_currentThreadId();
+
+// ---------------------------------------------------------------- storage of a thread
+
+/// Reserve `size` bytes in every thread. They are zero when the thread first sees them.
+/// `onExit`, if given, is called with the block's address in every thread that ends and had set the block's first
+/// pointer-sized word to something other than zero. Keys are for ever.
+/// Returns: the key, or `noThreadKey` when the storage of a thread is used up.
+platform::ThreadKey platform_createThreadKey(std::size_t size, void (*onExit)(void *block));
+
+/// The calling thread's block. Never fails; one address computation.
+void *platform_threadBlock(platform::ThreadKey key);
+
+// ---------------------------------------------------------------- mutex and condition variable
+
+/// `name` appears in dead-lock reports and must outlive the mutex; so for a condition variable.
+void platform_initMutex(platform::Mutex &mutex, const char *name);
+void platform_destroyMutex(platform::Mutex &mutex);
+void platform_lock(platform::Mutex &mutex) ZYL_ACQUIRE(mutex);
+void platform_unlock(platform::Mutex &mutex) ZYL_RELEASE(mutex);
+
+void platform_initCondition(platform::Condition &condition, const char *name);
+void platform_destroyCondition(platform::Condition &condition);
+/// Wait until woken, until the deadline, or for no reason at all; the mutex is released meanwhile.
+/// Blocks.
+void platform_waitCondition(platform::Condition &condition, platform::Mutex &mutex, std::int64_t deadline_ns)
+    ZYL_REQUIRES(mutex);
+void platform_wakeAll(platform::Condition &condition);
+
+// ---------------------------------------------------------------- parking
+
+platform::Parker *platform_currentParker();
 /// Sleep until unparked (since the last park returned), until the deadline, or for no reason at all.
 /// `reason` names what is waited for, for dead-lock reports; it must stay valid during the call.
 /// Blocks.
-void park(std::int64_t deadline_ns, const char *reason);
-void unpark(Parker *parker);
+void platform_park(std::int64_t deadline_ns, const char *reason);
+void platform_unpark(platform::Parker *parker);
 
 // ---------------------------------------------------------------- time and spinning
 
 /// Monotonic time.
-std::int64_t now_ns();
+std::int64_t platform_now_ns();
 /// Let another thread run.
-void yield();
+void platform_yield();
 /// One turn of a spin loop.
-void pause();
+void platform_pause();
+
+}  // extern "C"
+
+namespace platform {
 
 // ---------------------------------------------------------------- simulation
 
@@ -123,8 +141,8 @@ inline void schedulingPoint() {}
 /// Holds a mutex for a scope.
 class ZYL_ANNOTATION_(scoped_lockable) Lock {
 public:
-    explicit Lock(Mutex &mutex) ZYL_ACQUIRE(mutex) : _mutex(mutex) { lock(_mutex); }
-    ~Lock() ZYL_RELEASE() { unlock(_mutex); }
+    explicit Lock(Mutex &mutex) ZYL_ACQUIRE(mutex) : _mutex(mutex) { platform_lock(_mutex); }
+    ~Lock() ZYL_RELEASE() { platform_unlock(_mutex); }
     Lock(const Lock &) = delete;
     Lock &operator=(const Lock &) = delete;
 

@@ -42,15 +42,13 @@ void give(platform::Mutex &mutex)
 
 }  // namespace
 
-namespace platform {
-
-void initMutex(Mutex &mutex, const char *name)
+void platform_initMutex(platform::Mutex &mutex, const char *name)
 {
     const Unseen unseen;
     new (mutex.storage) sim::MutexState{name, nullptr};
 }
 
-void destroyMutex(Mutex &mutex)
+void platform_destroyMutex(platform::Mutex &mutex)
 {
     const Unseen unseen;
     const sim::MutexState &state = stateOf(mutex);
@@ -59,43 +57,44 @@ void destroyMutex(Mutex &mutex)
     }
 }
 
-void lock(Mutex &mutex) ZYL_NOT_ANALYZED
+void platform_lock(platform::Mutex &mutex) ZYL_NOT_ANALYZED
 {
     const Unseen unseen;
     if (machine.isRunning) sim::schedule(sim::Operation::lock);
     take(mutex);
 }
 
-void unlock(Mutex &mutex) ZYL_NOT_ANALYZED
+void platform_unlock(platform::Mutex &mutex) ZYL_NOT_ANALYZED
 {
     const Unseen unseen;
     give(mutex);
     if (machine.isRunning) sim::schedule(sim::Operation::unlock);
 }
 
-void initCondition(Condition &condition, const char *name)
+void platform_initCondition(platform::Condition &condition, const char *name)
 {
     const Unseen unseen;
     new (condition.storage) sim::ConditionState{name};
 }
 
-void destroyCondition(Condition &condition)
+void platform_destroyCondition(platform::Condition &condition)
 {
     const Unseen unseen;
     const sim::ConditionState &state = stateOf(condition);
-    for (const Thread *thread = machine.first; thread != nullptr; thread = thread->next) {
+    for (const platform::Thread *thread = machine.first; thread != nullptr; thread = thread->next) {
         if (thread->wait.kind == sim::WaitKind::condition && thread->wait.object == &state) {
             sim::fail(std::string("condition \"") + state.name + "\" is destroyed while a thread waits for it");
         }
     }
 }
 
-void waitCondition(Condition &condition, Mutex &mutex, std::int64_t deadline_ns) ZYL_NOT_ANALYZED
+void platform_waitCondition(platform::Condition &condition, platform::Mutex &mutex,
+                            std::int64_t deadline_ns) ZYL_NOT_ANALYZED
 {
     const Unseen unseen;
     const sim::ConditionState &state = stateOf(condition);
     if (!machine.isRunning) {
-        if (deadline_ns == noDeadline_ns) sim::stuck("waiting for condition", state.name);
+        if (deadline_ns == platform::noDeadline_ns) sim::stuck("waiting for condition", state.name);
         if (machine.now_ns < deadline_ns) machine.now_ns = deadline_ns;
         return;
     }
@@ -104,11 +103,9 @@ void waitCondition(Condition &condition, Mutex &mutex, std::int64_t deadline_ns)
     take(mutex);
 }
 
-void wakeAll(Condition &condition)
+void platform_wakeAll(platform::Condition &condition)
 {
     const Unseen unseen;
     sim::wakeWaiters(sim::WaitKind::condition, &stateOf(condition));
     if (machine.isRunning) sim::schedule(sim::Operation::wake);
 }
-
-}  // namespace platform

@@ -68,15 +68,13 @@ void giveParkerBack(Thread *thread)
 
 }  // namespace sim
 
-namespace platform {
-
-Parker *currentParker()
+Parker *platform_currentParker()
 {
     const Unseen unseen;
     return ownParker();
 }
 
-void park(std::int64_t deadline_ns, const char *reason)
+void platform_park(std::int64_t deadline_ns, const char *reason)
 {
     const Unseen unseen;
     Parker *parker = ownParker();
@@ -88,14 +86,14 @@ void park(std::int64_t deadline_ns, const char *reason)
             parker->sleeper = nullptr;
         }
     } else if (!parker->hasToken) {
-        if (deadline_ns == noDeadline_ns) sim::stuck("parking, reason", reason);
+        if (deadline_ns == platform::noDeadline_ns) sim::stuck("parking, reason", reason);
         if (machine.now_ns < deadline_ns) machine.now_ns = deadline_ns;
     }
     parker->hasToken = false;
     sim::acquireFrom(parker);
 }
 
-void unpark(Parker *parker)
+void platform_unpark(Parker *parker)
 {
     const Unseen unseen;
     sim::releaseTo(parker);
@@ -103,5 +101,3 @@ void unpark(Parker *parker)
     if (parker->sleeper != nullptr) sim::makeRunnable(parker->sleeper);
     if (machine.isRunning) sim::schedule(sim::Operation::unpark);
 }
-
-}  // namespace platform

@@ -42,7 +42,7 @@ void runExitHooks()
                 if (index >= hookCount) break;
                 hook = hooks[index];
             }
-            void *block = platform::threadBlock(hook.key);
+            void *block = platform_threadBlock(hook.key);
             auto &mark = *static_cast<std::uintptr_t *>(block);
             if (mark == 0) continue;
             hook.call(block);
@@ -55,82 +55,89 @@ void runExitHooks()
 
 }  // namespace sim
 
-namespace platform {
-
-Thread *createThread(const ThreadSettings &settings, ThreadBody body, void *argument, unsigned *refusedOut)
+platform::Thread *platform_createThread(const platform::ThreadSettings &settings, platform::ThreadBody body,
+                                        void *argument, unsigned *refusedOut)
 {
     const Unseen unseen;
     if (refusedOut != nullptr) *refusedOut = 0;
     if (!machine.isRunning) return nullptr;
-    Thread *thread = sim::makeThread(settings.name, body, argument);
+    platform::Thread *thread = sim::makeThread(settings.name, body, argument);
     if (thread == nullptr) return nullptr;
     sim::addThread(thread);
     sim::schedule(sim::Operation::create);
     return thread;
 }
 
-void joinThread(Thread *thread)
+void platform_joinThread(platform::Thread *thread)
 {
     const Unseen unseen;
     // The threads of a failed run never end, and whoever tidies up after it must not wait for them.
-    for (const Thread *known = machine.abandoned; known != nullptr; known = known->next) {
+    for (const platform::Thread *known = machine.abandoned; known != nullptr; known = known->next) {
         if (known == thread) return;
     }
     if (!sim::isKnownThread(thread)) sim::fail("a thread is joined that does not exist");
     if (!machine.isRunning) sim::stuck("joining thread", thread->name);
     sim::schedule(sim::Operation::join);
     while (thread->state != sim::State::ended) {
-        sim::block(sim::Operation::join, {sim::WaitKind::join, thread, thread->name}, noDeadline_ns, false);
+        sim::block(sim::Operation::join, {sim::WaitKind::join, thread, thread->name}, platform::noDeadline_ns, false);
     }
     sim::acquireFrom(thread);
     sim::freeThread(thread);
 }
 
-bool threadCpuTime(const void *thread, std::uint64_t *idOut, std::int64_t *cpuTimeOut_ns)
+bool platform_threadCpuTime(const void *thread, std::uint64_t *idOut, std::int64_t *cpuTimeOut_ns)
 {
     const Unseen unseen;
     if (!sim::isKnownThread(thread)) return false;
-    const auto *known = static_cast<const Thread *>(thread);
+    const auto *known = static_cast<const platform::Thread *>(thread);
     *idOut = known->id;
     *cpuTimeOut_ns = static_cast<std::int64_t>(known->steps) * stepCpuTime_ns;
     return true;
 }
 
-std::uint64_t currentThreadId()
+std::uint64_t platform_currentThreadId()
 {
     const Unseen unseen;
     return machine.current->id;
 }
 
-ThreadKey createThreadKey(std::size_t size, void (*onExit)(void *block))
+platform::ThreadKey platform_createThreadKey(std::size_t size, void (*onExit)(void *block))
 {
     const Unseen unseen;
     const std::size_t rounded = (std::max(size, sizeof(void *)) + alignment - 1) / alignment * alignment;
-    if (size > sim::storageSize || rounded > sim::storageSize - usedStorage) return noThreadKey;
-    if (onExit != nullptr && hookCount == maxHooks) return noThreadKey;
-    const auto key = static_cast<ThreadKey>(usedStorage);
+    if (size > sim::storageSize || rounded > sim::storageSize - usedStorage) return platform::noThreadKey;
+    if (onExit != nullptr && hookCount == maxHooks) return platform::noThreadKey;
+    const auto key = static_cast<platform::ThreadKey>(usedStorage);
     usedStorage += rounded;
     if (onExit != nullptr) hooks[hookCount++] = {key, onExit};
     return key;
 }
 
-void *threadBlock(ThreadKey key)
+void *platform_threadBlock(platform::ThreadKey key)
 {
     const Unseen unseen;
     return machine.current->storage + key;
 }
 
-void yield()
+void platform_yield()
 {
     const Unseen unseen;
     if (machine.isRunning) sim::schedule(sim::Operation::yield);
 }
 
-void pause()
+void platform_pause()
 {
     const Unseen unseen;
     if (machine.isRunning) sim::schedule(sim::Operation::pause);
 }
+
+std::int64_t platform_now_ns()
+{
+    const Unseen unseen;
+    return ++machine.now_ns;
+}
+
+namespace platform {
 
 void schedulingPoint()
 {
@@ -142,12 +149,6 @@ void claimFailed(const char *text)
 {
     const Unseen unseen;
     sim::fail(text);
-}
-
-std::int64_t now_ns()
-{
-    const Unseen unseen;
-    return ++machine.now_ns;
 }
 
 }  // namespace platform

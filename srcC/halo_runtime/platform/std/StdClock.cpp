@@ -6,9 +6,7 @@
 
 #include "../Platform.hpp"
 
-namespace platform {
-
-std::int64_t now_ns()
+std::int64_t platform_now_ns()
 {
     constexpr std::int64_t nanosecondsPerSecond = 1'000'000'000;
     timespec time{};
@@ -16,12 +14,12 @@ std::int64_t now_ns()
     return static_cast<std::int64_t>(time.tv_sec) * nanosecondsPerSecond + time.tv_nsec;
 }
 
-void yield()
+void platform_yield()
 {
     sched_yield();
 }
 
-void pause()
+void platform_pause()
 {
 #if defined(__x86_64__) || defined(__i386__)
     __builtin_ia32_pause();
@@ -29,5 +27,3 @@ void pause()
     asm volatile("yield");
 #endif
 }
-
-}  // namespace platform

@@ -49,44 +49,44 @@ void waitUntil(pthread_cond_t *condition, pthread_mutex_t *mutex, std::int64_t d
     pthread_cond_timedwait(condition, mutex, &time);
 }
 
-void initMutex(Mutex &mutex, const char * /*name*/)
+}  // namespace platform
+
+void platform_initMutex(platform::Mutex &mutex, const char * /*name*/)
 {
     pthread_mutex_init(new (mutex.storage) pthread_mutex_t, nullptr);
 }
 
-void destroyMutex(Mutex &mutex)
+void platform_destroyMutex(platform::Mutex &mutex)
 {
     pthread_mutex_destroy(systemMutex(mutex));
 }
 
-void lock(Mutex &mutex) ZYL_NOT_ANALYZED
+void platform_lock(platform::Mutex &mutex) ZYL_NOT_ANALYZED
 {
     pthread_mutex_lock(systemMutex(mutex));
 }
 
-void unlock(Mutex &mutex) ZYL_NOT_ANALYZED
+void platform_unlock(platform::Mutex &mutex) ZYL_NOT_ANALYZED
 {
     pthread_mutex_unlock(systemMutex(mutex));
 }
 
-void initCondition(Condition &condition, const char * /*name*/)
+void platform_initCondition(platform::Condition &condition, const char * /*name*/)
 {
-    initMonotonicCondition(new (condition.storage) pthread_cond_t);
+    platform::initMonotonicCondition(new (condition.storage) pthread_cond_t);
 }
 
-void destroyCondition(Condition &condition)
+void platform_destroyCondition(platform::Condition &condition)
 {
     pthread_cond_destroy(systemCondition(condition));
 }
 
-void waitCondition(Condition &condition, Mutex &mutex, std::int64_t deadline_ns)
+void platform_waitCondition(platform::Condition &condition, platform::Mutex &mutex, std::int64_t deadline_ns)
 {
-    waitUntil(systemCondition(condition), systemMutex(mutex), deadline_ns);
+    platform::waitUntil(systemCondition(condition), systemMutex(mutex), deadline_ns);
 }
 
-void wakeAll(Condition &condition)
+void platform_wakeAll(platform::Condition &condition)
 {
     pthread_cond_broadcast(systemCondition(condition));
 }
-
-}  // namespace platform

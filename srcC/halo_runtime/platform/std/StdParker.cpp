@@ -26,7 +26,12 @@ struct Parker {
     Parker *nextOfAll = nullptr;  // const after creation
 };
 
+}  // namespace platform
+
 namespace {
+
+using platform::Parker;
+using platform::threadLocals;
 
 pthread_mutex_t parkersMutex = PTHREAD_MUTEX_INITIALIZER;
 constinit Parker *freeParkers = nullptr;
@@ -42,7 +47,7 @@ Parker *takeParker()
     } else {
         parker = new (std::nothrow) Parker;
         if (parker != nullptr) {
-            initMonotonicCondition(&parker->isUnparked);
+            platform::initMonotonicCondition(&parker->isUnparked);
             parker->nextOfAll = allParkers;
             allParkers = parker;
         }
@@ -64,15 +69,7 @@ bool takeToken(Parker *parker)
 
 }  // namespace
 
-Parker *currentParker()
-{
-    ThreadLocals &own = threadLocals;
-    if (own.parker == nullptr) [[unlikely]] {
-        if (!own.hasExitHandler) installExitHandler();
-        own.parker = takeParker();
-    }
-    return own.parker;
-}
+namespace platform {
 
 // A stale wake-up may leave a token behind for the next thread; its park returns for no reason then, as it may.
 void giveParkerBack()
@@ -86,14 +83,26 @@ void giveParkerBack()
     pthread_mutex_unlock(&parkersMutex);
 }
 
-void park(std::int64_t deadline_ns, const char * /*reason*/)
+}  // namespace platform
+
+Parker *platform_currentParker()
 {
-    Parker *self = currentParker();
+    platform::ThreadLocals &own = threadLocals;
+    if (own.parker == nullptr) [[unlikely]] {
+        if (!own.hasExitHandler) platform::installExitHandler();
+        own.parker = takeParker();
+    }
+    return own.parker;
+}
+
+void platform_park(std::int64_t deadline_ns, const char * /*reason*/)
+{
+    Parker *self = platform_currentParker();
     if (takeToken(self)) return;
     pthread_mutex_lock(&self->mutex);
     int found = Parker::empty;
     if (self->word.compare_exchange_strong(found, Parker::asleep, std::memory_order_acquire)) {
-        waitUntil(&self->isUnparked, &self->mutex, deadline_ns);
+        platform::waitUntil(&self->isUnparked, &self->mutex, deadline_ns);
     }
     takeToken(self);
     pthread_mutex_unlock(&self->mutex);
@@ -101,12 +110,10 @@ void park(std::int64_t deadline_ns, const char * /*reason*/)
 
 // The one who parks sets `asleep` and goes to sleep under the mutex: with the mutex once in hand, the signal finds it
 // asleep, or already gone. The signal itself needs no mutex, and the thread would wake up only to wait for it.
-void unpark(Parker *parker)
+void platform_unpark(Parker *parker)
 {
     if (parker->word.exchange(Parker::token, std::memory_order_acq_rel) != Parker::asleep) return;
     pthread_mutex_lock(&parker->mutex);
     pthread_mutex_unlock(&parker->mutex);
     pthread_cond_signal(&parker->isUnparked);
 }
-
-}  // namespace platform

@@ -13,7 +13,12 @@ namespace platform {
 
 constinit thread_local ThreadLocals threadLocals{};
 
+}  // namespace platform
+
 namespace {
+
+using platform::ThreadKey;
+using platform::threadLocals;
 
 struct ExitHook {
     ThreadKey key;
@@ -59,8 +64,8 @@ void onThreadEnd(void * /*locals*/)
 {
     int round = 0;
     while (round < maxRounds && runExitHooksOnce()) ++round;
-    giveParkerBack();
-    noteEnd();
+    platform::giveParkerBack();
+    platform::noteEnd();
     // A destructor that runs later may touch the storage again; then this runs again.
     threadLocals.hasExitHandler = false;
 }
@@ -74,6 +79,8 @@ struct ExitHandler {
 
 }  // namespace
 
+namespace platform {
+
 void installExitHandler()
 {
     static const ExitHandler handler;
@@ -81,12 +88,14 @@ void installExitHandler()
     if (handler.isMade) pthread_setspecific(handler.key, &threadLocals);
 }
 
-ThreadKey createThreadKey(std::size_t size, void (*onExit)(void *block))
+}  // namespace platform
+
+ThreadKey platform_createThreadKey(std::size_t size, void (*onExit)(void *block))
 {
     const std::size_t rounded = (std::max(size, sizeof(void *)) + alignment - 1) / alignment * alignment;
-    ThreadKey key = noThreadKey;
+    ThreadKey key = platform::noThreadKey;
     pthread_mutex_lock(&tableMutex);
-    const bool isRoom = size <= storageSize && rounded <= storageSize - usedStorage;
+    const bool isRoom = size <= platform::storageSize && rounded <= platform::storageSize - usedStorage;
     if (isRoom && (onExit == nullptr || hookCount < maxHooks)) {
         key = static_cast<ThreadKey>(usedStorage);
         usedStorage += rounded;
@@ -96,11 +105,9 @@ ThreadKey createThreadKey(std::size_t size, void (*onExit)(void *block))
     return key;
 }
 
-void *threadBlock(ThreadKey key)
+void *platform_threadBlock(ThreadKey key)
 {
     if (!threadLocals.hasExitHandler) [[unlikely]]
-        installExitHandler();
+        platform::installExitHandler();
     return threadLocals.storage + key;
 }
-
-}  // namespace platform

@@ -33,7 +33,17 @@ struct Thread {
     std::int64_t finalCpuTime_ns;
 };
 
+}  // namespace platform
+
 namespace {
+
+using platform::refusedCpus;
+using platform::refusedName;
+using platform::refusedPriority;
+using platform::refusedStackSize;
+using platform::Thread;
+using platform::threadLocals;
+using platform::ThreadSettings;
 
 pthread_mutex_t recordsMutex = PTHREAD_MUTEX_INITIALIZER;
 pthread_cond_t isPublished = PTHREAD_COND_INITIALIZER;
@@ -58,12 +68,12 @@ void *runThread(void *argument)
 {
     auto *self = static_cast<Thread *>(argument);
     threadLocals.record = self;
-    installExitHandler();
+    platform::installExitHandler();
     const bool isNameRefused = self->name[0] != '\0' && pthread_setname_np(pthread_self(), self->name) != 0;
 
     pthread_mutex_lock(&recordsMutex);
     self->thread = pthread_self();
-    self->id = currentThreadId();
+    self->id = platform_currentThreadId();
     self->isNameRefused = isNameRefused;
     self->state = Thread::State::running;
     pthread_cond_broadcast(&isPublished);
@@ -167,6 +177,8 @@ void forget(const Thread *record)
 
 }  // namespace
 
+namespace platform {
+
 void noteEnd()
 {
     Thread *self = threadLocals.record;
@@ -178,7 +190,10 @@ void noteEnd()
     pthread_mutex_unlock(&recordsMutex);
 }
 
-Thread *createThread(const ThreadSettings &settings, ThreadBody body, void *argument, unsigned *refusedOut)
+}  // namespace platform
+
+Thread *platform_createThread(const ThreadSettings &settings, platform::ThreadBody body, void *argument,
+                              unsigned *refusedOut)
 {
     unsigned refused = 0;
     auto *record = new (std::nothrow) Thread{};
@@ -210,7 +225,7 @@ Thread *createThread(const ThreadSettings &settings, ThreadBody body, void *argu
     return record;
 }
 
-void joinThread(Thread *thread)
+void platform_joinThread(Thread *thread)
 {
     pthread_join(thread->thread, nullptr);
     pthread_mutex_lock(&recordsMutex);
@@ -220,7 +235,7 @@ void joinThread(Thread *thread)
 }
 
 // A running thread cannot end before it has the mutex, so its clock is there while the mutex is held.
-bool threadCpuTime(const void *thread, std::uint64_t *idOut, std::int64_t *cpuTimeOut_ns)
+bool platform_threadCpuTime(const void *thread, std::uint64_t *idOut, std::int64_t *cpuTimeOut_ns)
 {
     pthread_mutex_lock(&recordsMutex);
     const Thread *record = records;
@@ -239,10 +254,8 @@ bool threadCpuTime(const void *thread, std::uint64_t *idOut, std::int64_t *cpuTi
     return isKnown;
 }
 
-std::uint64_t currentThreadId()
+std::uint64_t platform_currentThreadId()
 {
     if (threadLocals.id == 0) threadLocals.id = static_cast<std::uint64_t>(gettid());
     return threadLocals.id;
 }
-
-}  // namespace platform

@@ -1,0 +1,6 @@
+/// @file
+/// The double of DDS_AsyncWaitSet_stop_with_completion_token.
+#include "Double.hpp"
+#include "dds_c/dds_c_asyncwaitset.h"
+
+DOUBLE(2, DDS_AsyncWaitSet_stop_with_completion_token, .failure = DDS_RETCODE_ERROR, .shown = {1});

@@ -407,6 +407,19 @@ TEST(SimScenario, a_failing_seed_is_reported_with_its_replay)
     EXPECT_EQ(runs, 1) << "stops at the first";
 }
 
+TEST(SimScenario, a_failing_seed_is_reported_at_the_line_that_runs_the_seeds)
+{
+    testing::TestPartResultArray failures;
+    const int line = __LINE__ + 3;
+    {
+        const testing::ScopedFakeTestPartResultReporter reporter(&failures);
+        forEachSeed(10, [] { sim::fail("on purpose"); });
+    }
+    ASSERT_EQ(failures.size(), 1);
+    EXPECT_EQ(failures.GetTestPartResult(0).line_number(), line);
+    EXPECT_STREQ(failures.GetTestPartResult(0).file_name(), __FILE__);
+}
+
 TEST(SimScenario, the_environment_chooses_seeds)
 {
     const char *chosen = std::getenv("ASYNCWAITSET_SEED");

@@ -5,8 +5,10 @@
 
 #include <functional>
 
+#include "TestLine.hpp"
+
 /// Real threads: call the body. Simulation: run it as the first simulated thread, under several seeds.
-/// A failing run fails the test.
-void onPlatform(const std::function<void()> &body);
+/// A failing run fails the test, at the caller's line.
+void onPlatform(const std::function<void()> &body, TestLine line = TestLine::here());
 
 #endif

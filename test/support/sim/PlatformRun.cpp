@@ -4,7 +4,7 @@
 
 #include "sim/SimScenario.hpp"
 
-void onPlatform(const std::function<void()> &body)
+void onPlatform(const std::function<void()> &body, TestLine line)
 {
-    forEachSeed(50, body);
+    forEachSeed(50, body, line);
 }

@@ -26,7 +26,7 @@ bool readNumber(const char *variable, std::uint64_t &numberOut)
 }
 
 /// Returns: whether the body holds under the seed.
-bool runSeed(std::uint64_t seed, bool isReplay, const std::function<void()> &body)
+bool runSeed(std::uint64_t seed, bool isReplay, const std::function<void()> &body, TestLine line)
 {
     sim::Options options;
     options.seed = seed;
@@ -39,28 +39,28 @@ bool runSeed(std::uint64_t seed, bool isReplay, const std::function<void()> &bod
     }
     if (result.failure.empty() && !testing::Test::HasFailure()) return true;
     const testing::TestInfo *test = testing::UnitTest::GetInstance()->current_test_info();
-    ADD_FAILURE() << "under seed " << seed << " (trace hash " << std::hex << result.traceHash << std::dec << ", "
-                  << result.steps
-                  << " steps): " << (result.failure.empty() ? std::string("an assertion failed") : result.failure)
-                  << "\nreplay: ./run sim " << test->test_suite_name() << "." << test->name() << " --seed " << seed;
+    ADD_FAILURE_AT(line.file, line.number)
+        << "under seed " << seed << " (trace hash " << std::hex << result.traceHash << std::dec << ", " << result.steps
+        << " steps): " << (result.failure.empty() ? std::string("an assertion failed") : result.failure)
+        << "\nreplay: ./run sim " << test->test_suite_name() << "." << test->name() << " --seed " << seed;
     return false;
 }
 
 }  // namespace
 
-void forEachSeed(int seeds, const std::function<void()> &body)
+void forEachSeed(int seeds, const std::function<void()> &body, TestLine line)
 {
     std::uint64_t seed = 0;
     const bool isReplay = readNumber("ASYNCWAITSET_SEED", seed);
     std::uint64_t count = static_cast<std::uint64_t>(seeds);
     readNumber("ASYNCWAITSET_SEEDS", count);
     if (testing::Test::HasFailure()) return;
-    if (!runSeed(0, isReplay && seed == 0, body)) return;
+    if (!runSeed(0, isReplay && seed == 0, body, line)) return;
     if (isReplay) {
-        if (seed != 0) runSeed(seed, true, body);
+        if (seed != 0) runSeed(seed, true, body, line);
         return;
     }
-    for (seed = 1; seed <= count && runSeed(seed, false, body); ++seed) {
+    for (seed = 1; seed <= count && runSeed(seed, false, body, line); ++seed) {
     }
 }
 

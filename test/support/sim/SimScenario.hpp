@@ -6,15 +6,16 @@
 #include <functional>
 #include <string>
 
+#include "TestLine.hpp"
 #include "halo_runtime/platform/Platform.hpp"
 
 /// Run the body under the seeds 1 to `seeds`, after once under seed 0, so that what the program makes only once is
-/// there under each of them. Stops at the first seed under which the run or an assertion fails, and says how to replay
-/// it.
+/// there under each of them. Stops at the first seed under which the run or an assertion fails, and says at the
+/// caller's line how to replay it.
 ///
 /// Environment: ASYNCWAITSET_SEED=N runs that seed alone and prints its trace hash and number of steps (with
 /// ASYNCWAITSET_TRACE=1, each step as well); ASYNCWAITSET_SEEDS=N replaces `seeds`.
-void forEachSeed(int seeds, const std::function<void()> &body);
+void forEachSeed(int seeds, const std::function<void()> &body, TestLine line = TestLine::here());
 
 /// A thread for a scope.
 class SimThread {

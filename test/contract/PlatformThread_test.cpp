@@ -31,7 +31,7 @@ struct HookedBlock {
 
 platform::ThreadKey plainKey()
 {
-    static const platform::ThreadKey key = platform_createThreadKey(3 * sizeof(std::uintptr_t), nullptr);
+    static const platform::ThreadKey key = ZYLPlatform_createThreadKey(3 * sizeof(std::uintptr_t), nullptr);
     return key;
 }
 
@@ -42,7 +42,7 @@ void onChainedExit(void *block)
 
 platform::ThreadKey chainedKey()
 {
-    static const platform::ThreadKey key = platform_createThreadKey(sizeof(HookedBlock), onChainedExit);
+    static const platform::ThreadKey key = ZYLPlatform_createThreadKey(sizeof(HookedBlock), onChainedExit);
     return key;
 }
 
@@ -50,21 +50,21 @@ void onHookedExit(void *block)
 {
     const auto *hooked = static_cast<HookedBlock *>(block);
     hookLog->values.push_back(hooked->value);
-    hookLog->threadIds.push_back(platform_currentThreadId());
-    if (hooked->again != 0) static_cast<HookedBlock *>(platform_threadBlock(chainedKey()))->value = hooked->again;
+    hookLog->threadIds.push_back(ZYLPlatform_currentThreadId());
+    if (hooked->again != 0) static_cast<HookedBlock *>(ZYLPlatform_threadBlock(chainedKey()))->value = hooked->again;
 }
 
 /// Made after the key of the chain, so that its hook is called behind the other's.
 platform::ThreadKey hookedKey()
 {
     chainedKey();
-    static const platform::ThreadKey key = platform_createThreadKey(sizeof(HookedBlock), onHookedExit);
+    static const platform::ThreadKey key = ZYLPlatform_createThreadKey(sizeof(HookedBlock), onHookedExit);
     return key;
 }
 
 HookedBlock *hookedBlock()
 {
-    return static_cast<HookedBlock *>(platform_threadBlock(hookedKey()));
+    return static_cast<HookedBlock *>(ZYLPlatform_threadBlock(hookedKey()));
 }
 
 }  // namespace
@@ -73,12 +73,12 @@ TEST(PlatformStorage, a_block_is_zero_at_first_and_belongs_to_its_thread)
 {
     onPlatform([] {
         const auto use = [](std::uintptr_t value) {
-            auto *block = static_cast<std::uintptr_t *>(platform_threadBlock(plainKey()));
+            auto *block = static_cast<std::uintptr_t *>(ZYLPlatform_threadBlock(plainKey()));
             EXPECT_THAT(std::vector<std::uintptr_t>(block, block + 3), testing::Each(0U));
             block[0] = value;
             block[2] = value;
-            platform_yield();
-            EXPECT_EQ(platform_threadBlock(plainKey()), block);
+            ZYLPlatform_yield();
+            EXPECT_EQ(ZYLPlatform_threadBlock(plainKey()), block);
             EXPECT_EQ(block[0], value);
             EXPECT_EQ(block[2], value);
             block[0] = block[2] = 0;
@@ -92,8 +92,8 @@ TEST(PlatformStorage, a_block_is_zero_at_first_and_belongs_to_its_thread)
 TEST(PlatformStorage, blocks_do_not_overlap)
 {
     onPlatform([] {
-        auto *plain = static_cast<char *>(platform_threadBlock(plainKey()));
-        auto *hooked = static_cast<char *>(platform_threadBlock(hookedKey()));
+        auto *plain = static_cast<char *>(ZYLPlatform_threadBlock(plainKey()));
+        auto *hooked = static_cast<char *>(ZYLPlatform_threadBlock(hookedKey()));
         const auto distance = plain < hooked ? hooked - plain : plain - hooked;
         EXPECT_GE(distance, static_cast<std::ptrdiff_t>(plain < hooked ? 3 * sizeof(void *) : sizeof(HookedBlock)));
         EXPECT_EQ(reinterpret_cast<std::uintptr_t>(plain) % alignof(std::max_align_t), 0U);
@@ -107,7 +107,7 @@ TEST(PlatformStorage, the_exit_hook_runs_in_the_ending_thread_when_the_block_is_
         hookLog = &log;
         std::uint64_t id = 0;
         TestThread([&] {
-            id = platform_currentThreadId();
+            id = ZYLPlatform_currentThreadId();
             hookedBlock()->value = 7;
         }).join();
         EXPECT_THAT(log.values, testing::ElementsAre(7U));
@@ -143,16 +143,16 @@ TEST(PlatformStorage, a_block_that_an_exit_hook_puts_to_use_has_its_hook_called_
 TEST(PlatformThread, the_id_is_stable_and_unique)
 {
     onPlatform([] {
-        const std::uint64_t own = platform_currentThreadId();
+        const std::uint64_t own = ZYLPlatform_currentThreadId();
         Monitor monitor;
         std::set<std::uint64_t> ids{own};
         const auto note = [&] {
             const platform::Lock lock(monitor.mutex);
-            const std::uint64_t id = platform_currentThreadId();
+            const std::uint64_t id = ZYLPlatform_currentThreadId();
             ids.insert(id);
-            platform_wakeAll(monitor.condition);
-            while (ids.size() != 4) platform_waitCondition(monitor.condition, monitor.mutex, noDeadline_ns);
-            EXPECT_EQ(platform_currentThreadId(), id);
+            ZYLPlatform_wakeAll(monitor.condition);
+            while (ids.size() != 4) ZYLPlatform_waitCondition(monitor.condition, monitor.mutex, noDeadline_ns);
+            EXPECT_EQ(ZYLPlatform_currentThreadId(), id);
         };
         TestThread a(note);
         TestThread b(note);
@@ -162,7 +162,7 @@ TEST(PlatformThread, the_id_is_stable_and_unique)
         c.join();
         EXPECT_EQ(ids.size(), 4U);
         EXPECT_NE(own, 0U);
-        EXPECT_EQ(platform_currentThreadId(), own);
+        EXPECT_EQ(ZYLPlatform_currentThreadId(), own);
     });
 }
 
@@ -172,21 +172,21 @@ TEST(PlatformThread, id_and_cpu_time_of_a_running_thread_can_be_read_without_wai
         std::atomic<bool> mayEnd = false;
         std::atomic<std::uint64_t> ownId = 0;
         TestThread thread([&] {
-            ownId = platform_currentThreadId();
-            while (!mayEnd) platform_yield();
+            ownId = ZYLPlatform_currentThreadId();
+            while (!mayEnd) ZYLPlatform_yield();
         });
         std::uint64_t id = 0;
         std::int64_t first_ns = -1;
-        ASSERT_TRUE(platform_threadCpuTime(thread.handle(), &id, &first_ns));
+        ASSERT_TRUE(ZYLPlatform_threadCpuTime(thread.handle(), &id, &first_ns));
         EXPECT_NE(id, 0U);
-        EXPECT_NE(id, platform_currentThreadId());
+        EXPECT_NE(id, ZYLPlatform_currentThreadId());
         EXPECT_GE(first_ns, 0);
         std::int64_t later_ns = first_ns;
         while (later_ns <= first_ns) {
-            ASSERT_TRUE(platform_threadCpuTime(thread.handle(), &id, &later_ns));
-            platform_yield();
+            ASSERT_TRUE(ZYLPlatform_threadCpuTime(thread.handle(), &id, &later_ns));
+            ZYLPlatform_yield();
         }
-        while (ownId == 0) platform_yield();
+        while (ownId == 0) ZYLPlatform_yield();
         EXPECT_EQ(ownId, id);
         mayEnd = true;
     });
@@ -195,20 +195,20 @@ TEST(PlatformThread, id_and_cpu_time_of_a_running_thread_can_be_read_without_wai
 TEST(PlatformThread, the_cpu_time_of_an_ended_thread_stays_until_it_is_joined)
 {
     onPlatform([] {
-        platform::Thread *handle = platform_createThread(
+        platform::Thread *handle = ZYLPlatform_createThread(
             {}, [](void *) -> void * { return nullptr; }, nullptr, nullptr);
         ASSERT_NE(handle, nullptr);
         std::uint64_t id = 0;
         std::int64_t before_ns = 0;
-        ASSERT_TRUE(platform_threadCpuTime(handle, &id, &before_ns));
-        for (int turn = 0; turn < 200; ++turn) platform_yield();
+        ASSERT_TRUE(ZYLPlatform_threadCpuTime(handle, &id, &before_ns));
+        for (int turn = 0; turn < 200; ++turn) ZYLPlatform_yield();
         std::uint64_t idAfter = 0;
         std::int64_t after_ns = 0;
-        ASSERT_TRUE(platform_threadCpuTime(handle, &idAfter, &after_ns));
+        ASSERT_TRUE(ZYLPlatform_threadCpuTime(handle, &idAfter, &after_ns));
         EXPECT_EQ(idAfter, id);
         EXPECT_GE(after_ns, before_ns);
-        platform_joinThread(handle);
-        EXPECT_FALSE(platform_threadCpuTime(handle, &id, &after_ns));
+        ZYLPlatform_joinThread(handle);
+        EXPECT_FALSE(ZYLPlatform_threadCpuTime(handle, &id, &after_ns));
     });
 }
 
@@ -219,9 +219,9 @@ TEST(PlatformThread, the_cpu_time_of_an_unknown_handle_is_refused_and_nothing_wr
         char foreign[16] = {};
         std::uint64_t id = 11;
         std::int64_t cpuTime_ns = 12;
-        EXPECT_FALSE(platform_threadCpuTime(nullptr, &id, &cpuTime_ns));
-        EXPECT_FALSE(platform_threadCpuTime(foreign, &id, &cpuTime_ns));
-        EXPECT_FALSE(platform_threadCpuTime(reinterpret_cast<const void *>(std::uintptr_t{8}), &id, &cpuTime_ns));
+        EXPECT_FALSE(ZYLPlatform_threadCpuTime(nullptr, &id, &cpuTime_ns));
+        EXPECT_FALSE(ZYLPlatform_threadCpuTime(foreign, &id, &cpuTime_ns));
+        EXPECT_FALSE(ZYLPlatform_threadCpuTime(reinterpret_cast<const void *>(std::uintptr_t{8}), &id, &cpuTime_ns));
         EXPECT_EQ(id, 11U);
         EXPECT_EQ(cpuTime_ns, 12);
     });
@@ -245,7 +245,7 @@ TEST(PlatformThread, the_argument_reaches_the_body_and_nothing_is_refused)
         platform::ThreadSettings settings;
         settings.name = "a name that is longer than any system allows";
         settings.stackSize = 512 * 1024 + 1;
-        platform::Thread *thread = platform_createThread(
+        platform::Thread *thread = ZYLPlatform_createThread(
             settings,
             [](void *argument) -> void * {
                 *static_cast<int *>(argument) = 5;
@@ -253,7 +253,7 @@ TEST(PlatformThread, the_argument_reaches_the_body_and_nothing_is_refused)
             },
             &value, &refused);
         ASSERT_NE(thread, nullptr);
-        platform_joinThread(thread);
+        ZYLPlatform_joinThread(thread);
         EXPECT_EQ(value, 5);
         EXPECT_EQ(refused, 0U);
     });
@@ -262,23 +262,24 @@ TEST(PlatformThread, the_argument_reaches_the_body_and_nothing_is_refused)
 // The last one of its kind in this program: it leaves no storage to anybody.
 TEST(PlatformStorageEnd, keys_run_out_without_harm)
 {
-    platform_createThreadKey(1, nullptr);
-    EXPECT_EQ(platform_createThreadKey(1U << 20U, nullptr), platform::noThreadKey);
-    EXPECT_EQ(platform_createThreadKey(SIZE_MAX, nullptr), platform::noThreadKey);
+    ZYLPlatform_createThreadKey(1, nullptr);
+    EXPECT_EQ(ZYLPlatform_createThreadKey(1U << 20U, nullptr), platform::noThreadKey);
+    EXPECT_EQ(ZYLPlatform_createThreadKey(SIZE_MAX, nullptr), platform::noThreadKey);
     plainKey();
     hookedKey();
     platform::ThreadKey last = 0;
     int made = 0;
-    for (platform::ThreadKey key = 0; (key = platform_createThreadKey(1, nullptr)) != platform::noThreadKey; ++made) {
+    for (platform::ThreadKey key = 0; (key = ZYLPlatform_createThreadKey(1, nullptr)) != platform::noThreadKey;
+         ++made) {
         last = key;
     }
     EXPECT_GT(made, 10);
     EXPECT_LT(made, 10'000);
     onPlatform([last] {
-        auto *block = static_cast<unsigned char *>(platform_threadBlock(last));
+        auto *block = static_cast<unsigned char *>(ZYLPlatform_threadBlock(last));
         EXPECT_EQ(*block, 0);
         *block = 1;
-        EXPECT_EQ(*static_cast<unsigned char *>(platform_threadBlock(last)), 1);
+        EXPECT_EQ(*static_cast<unsigned char *>(ZYLPlatform_threadBlock(last)), 1);
         *block = 0;
     });
 }

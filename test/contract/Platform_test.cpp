@@ -29,7 +29,7 @@ TEST(PlatformMutex, one_thread_is_inside_at_a_time)
                 const platform::Lock lock(monitor.mutex);
                 EXPECT_EQ(inside.fetch_add(1), 0);
                 ++count;
-                platform_yield();
+                ZYLPlatform_yield();
                 inside.fetch_sub(1);
             }
         };
@@ -52,8 +52,8 @@ TEST(PlatformCondition, wake_all_wakes_every_waiter)
         const auto wait = [&] {
             const platform::Lock lock(monitor.mutex);
             ++waiting;
-            platform_wakeAll(monitor.condition);
-            while (!isOpen) platform_waitCondition(monitor.condition, monitor.mutex, noDeadline_ns);
+            ZYLPlatform_wakeAll(monitor.condition);
+            while (!isOpen) ZYLPlatform_waitCondition(monitor.condition, monitor.mutex, noDeadline_ns);
             ++woken;
         };
         TestThread a(wait);
@@ -61,10 +61,10 @@ TEST(PlatformCondition, wake_all_wakes_every_waiter)
         TestThread c(wait);
         {
             const platform::Lock lock(monitor.mutex);
-            while (waiting != 3) platform_waitCondition(monitor.condition, monitor.mutex, noDeadline_ns);
+            while (waiting != 3) ZYLPlatform_waitCondition(monitor.condition, monitor.mutex, noDeadline_ns);
             EXPECT_EQ(woken, 0);
             isOpen = true;
-            platform_wakeAll(monitor.condition);
+            ZYLPlatform_wakeAll(monitor.condition);
         }
         a.join();
         b.join();
@@ -78,11 +78,11 @@ TEST(PlatformCondition, a_wait_ends_at_its_deadline)
     onPlatform([] {
         Monitor monitor;
         const platform::Lock lock(monitor.mutex);
-        const std::int64_t deadline_ns = platform_now_ns() + 2 * millisecond_ns;
-        while (platform_now_ns() < deadline_ns) {
-            platform_waitCondition(monitor.condition, monitor.mutex, deadline_ns);
+        const std::int64_t deadline_ns = ZYLPlatform_now_ns() + 2 * millisecond_ns;
+        while (ZYLPlatform_now_ns() < deadline_ns) {
+            ZYLPlatform_waitCondition(monitor.condition, monitor.mutex, deadline_ns);
         }
-        EXPECT_GE(platform_now_ns(), deadline_ns);
+        EXPECT_GE(ZYLPlatform_now_ns(), deadline_ns);
     });
 }
 
@@ -91,8 +91,8 @@ TEST(PlatformCondition, a_deadline_in_the_past_does_not_block)
     onPlatform([] {
         Monitor monitor;
         const platform::Lock lock(monitor.mutex);
-        for (const std::int64_t deadline_ns : {INT64_MIN, std::int64_t{-1}, std::int64_t{0}, platform_now_ns()}) {
-            platform_waitCondition(monitor.condition, monitor.mutex, deadline_ns);
+        for (const std::int64_t deadline_ns : {INT64_MIN, std::int64_t{-1}, std::int64_t{0}, ZYLPlatform_now_ns()}) {
+            ZYLPlatform_waitCondition(monitor.condition, monitor.mutex, deadline_ns);
         }
         SUCCEED() << "blocking would be a dead-lock";
     });
@@ -104,20 +104,20 @@ TEST(PlatformCondition, the_mutex_is_free_during_the_wait_and_held_after_it)
         Monitor monitor;
         bool isAsked = false;
         int answer = 0;
-        platform_lock(monitor.mutex);
+        ZYLPlatform_lock(monitor.mutex);
         TestThread other([&] {
             const platform::Lock lock(monitor.mutex);
             isAsked = true;
-            platform_wakeAll(monitor.condition);
-            while (answer == 0) platform_waitCondition(monitor.condition, monitor.mutex, noDeadline_ns);
+            ZYLPlatform_wakeAll(monitor.condition);
+            while (answer == 0) ZYLPlatform_waitCondition(monitor.condition, monitor.mutex, noDeadline_ns);
             answer *= 2;
         });
-        while (!isAsked) platform_waitCondition(monitor.condition, monitor.mutex, noDeadline_ns);
+        while (!isAsked) ZYLPlatform_waitCondition(monitor.condition, monitor.mutex, noDeadline_ns);
         answer = 21;
-        platform_wakeAll(monitor.condition);
-        platform_yield();
+        ZYLPlatform_wakeAll(monitor.condition);
+        ZYLPlatform_yield();
         EXPECT_EQ(answer, 21) << "the other one needs the mutex, which is held";
-        platform_unlock(monitor.mutex);
+        ZYLPlatform_unlock(monitor.mutex);
         other.join();
         EXPECT_EQ(answer, 42);
     });
@@ -126,8 +126,8 @@ TEST(PlatformCondition, the_mutex_is_free_during_the_wait_and_held_after_it)
 TEST(PlatformParking, an_unpark_before_the_park_is_kept)
 {
     onPlatform([] {
-        platform_unpark(platform_currentParker());
-        platform_park(noDeadline_ns, "a wake-up that has come");
+        ZYLPlatform_unpark(ZYLPlatform_currentParker());
+        ZYLPlatform_park(noDeadline_ns, "a wake-up that has come");
         SUCCEED() << "a lost wake-up would be a dead-lock";
     });
 }
@@ -138,20 +138,20 @@ TEST(PlatformParking, two_threads_hand_the_turn_to_each_other)
         constexpr int turns = 200;
         std::atomic<int> turn = 0;
         std::atomic<platform::Parker *> other = nullptr;
-        platform::Parker *own = platform_currentParker();
+        platform::Parker *own = ZYLPlatform_currentParker();
         TestThread partner([&] {
-            other = platform_currentParker();
+            other = ZYLPlatform_currentParker();
             for (int mine = 1; mine < turns; mine += 2) {
-                while (turn != mine) platform_park(noDeadline_ns, "the odd turn");
+                while (turn != mine) ZYLPlatform_park(noDeadline_ns, "the odd turn");
                 turn = mine + 1;
-                platform_unpark(own);
+                ZYLPlatform_unpark(own);
             }
         });
-        while (other == nullptr) platform_yield();
+        while (other == nullptr) ZYLPlatform_yield();
         for (int mine = 0; mine < turns; mine += 2) {
-            while (turn != mine) platform_park(noDeadline_ns, "the even turn");
+            while (turn != mine) ZYLPlatform_park(noDeadline_ns, "the even turn");
             turn = mine + 1;
-            platform_unpark(other);
+            ZYLPlatform_unpark(other);
         }
         partner.join();
         EXPECT_EQ(turn, turns);
@@ -161,29 +161,29 @@ TEST(PlatformParking, two_threads_hand_the_turn_to_each_other)
 TEST(PlatformParking, a_park_ends_at_its_deadline)
 {
     onPlatform([] {
-        for (const std::int64_t deadline_ns : {INT64_MIN, std::int64_t{-1}, std::int64_t{0}, platform_now_ns()}) {
-            platform_park(deadline_ns, "the past");
+        for (const std::int64_t deadline_ns : {INT64_MIN, std::int64_t{-1}, std::int64_t{0}, ZYLPlatform_now_ns()}) {
+            ZYLPlatform_park(deadline_ns, "the past");
         }
-        const std::int64_t deadline_ns = platform_now_ns() + 2 * millisecond_ns;
-        while (platform_now_ns() < deadline_ns) platform_park(deadline_ns, "time");
-        EXPECT_GE(platform_now_ns(), deadline_ns);
+        const std::int64_t deadline_ns = ZYLPlatform_now_ns() + 2 * millisecond_ns;
+        while (ZYLPlatform_now_ns() < deadline_ns) ZYLPlatform_park(deadline_ns, "time");
+        EXPECT_GE(ZYLPlatform_now_ns(), deadline_ns);
     });
 }
 
 TEST(PlatformParking, threads_that_live_at_the_same_time_have_parkers_of_their_own)
 {
     onPlatform([] {
-        platform::Parker *own = platform_currentParker();
-        EXPECT_EQ(platform_currentParker(), own);
+        platform::Parker *own = ZYLPlatform_currentParker();
+        EXPECT_EQ(ZYLPlatform_currentParker(), own);
         platform::Parker *others[2] = {nullptr, nullptr};
         Monitor monitor;
         int count = 0;
         const auto note = [&](int index) {
             const platform::Lock lock(monitor.mutex);
-            others[index] = platform_currentParker();
+            others[index] = ZYLPlatform_currentParker();
             ++count;
-            platform_wakeAll(monitor.condition);
-            while (count != 2) platform_waitCondition(monitor.condition, monitor.mutex, noDeadline_ns);
+            ZYLPlatform_wakeAll(monitor.condition);
+            while (count != 2) ZYLPlatform_waitCondition(monitor.condition, monitor.mutex, noDeadline_ns);
         };
         {
             TestThread a([&] { note(0); });
@@ -199,35 +199,35 @@ TEST(PlatformParking, a_wake_up_that_comes_too_late_does_no_harm)
 {
     onPlatform([] {
         platform::Parker *stale = nullptr;
-        TestThread([&] { stale = platform_currentParker(); }).join();
-        platform_unpark(stale);
+        TestThread([&] { stale = ZYLPlatform_currentParker(); }).join();
+        ZYLPlatform_unpark(stale);
 
         // Whoever got the parker since then still waits for what it waits for.
         std::atomic<bool> isOpen = false;
         std::atomic<platform::Parker *> parker = nullptr;
         std::atomic<bool> isThrough = false;
         TestThread next([&] {
-            parker = platform_currentParker();
-            while (!isOpen) platform_park(noDeadline_ns, "the opening");
+            parker = ZYLPlatform_currentParker();
+            while (!isOpen) ZYLPlatform_park(noDeadline_ns, "the opening");
             isThrough = true;
         });
-        while (parker == nullptr) platform_yield();
-        for (int turn = 0; turn < 10; ++turn) platform_unpark(stale);
+        while (parker == nullptr) ZYLPlatform_yield();
+        for (int turn = 0; turn < 10; ++turn) ZYLPlatform_unpark(stale);
         EXPECT_FALSE(isThrough);
         isOpen = true;
-        platform_unpark(parker);
+        ZYLPlatform_unpark(parker);
         next.join();
         EXPECT_TRUE(isThrough);
-        platform_unpark(stale);
+        ZYLPlatform_unpark(stale);
     });
 }
 
 TEST(PlatformClock, time_never_goes_back)
 {
     onPlatform([] {
-        std::int64_t before_ns = platform_now_ns();
+        std::int64_t before_ns = ZYLPlatform_now_ns();
         for (int turn = 0; turn < 1000; ++turn) {
-            const std::int64_t now_ns = platform_now_ns();
+            const std::int64_t now_ns = ZYLPlatform_now_ns();
             ASSERT_GE(now_ns, before_ns);
             before_ns = now_ns;
         }
@@ -240,14 +240,14 @@ TEST(PlatformClock, spinning_lets_the_others_run)
     onPlatform([] {
         std::atomic<int> step = 0;
         TestThread a([&] {
-            while (step != 1) platform_yield();
+            while (step != 1) ZYLPlatform_yield();
             step = 2;
         });
         TestThread b([&] {
-            while (step != 0) platform_pause();
+            while (step != 0) ZYLPlatform_pause();
             step = 1;
         });
-        while (step != 2) platform_pause();
+        while (step != 2) ZYLPlatform_pause();
         EXPECT_EQ(step, 2);
     });
 }

@@ -1,4 +1,4 @@
-// Replaces: platform_unpark platform_park
+// Replaces: ZYLPlatform_unpark ZYLPlatform_park
 /// @file
 /// What several threads may rely on: semaphore, barrier, notice, exclusive area.
 #include <gtest/gtest.h>
@@ -26,22 +26,22 @@ std::atomic<bool> isSleepKept{false};
 }  // namespace
 
 extern "C" {
-void __real_platform_unpark(platform::Parker *parker);
-void __real_platform_park(std::int64_t deadline_ns, const char *reason);
+void __real_ZYLPlatform_unpark(platform::Parker *parker);
+void __real_ZYLPlatform_park(std::int64_t deadline_ns, const char *reason);
 
-void __wrap_platform_unpark(platform::Parker *parker)
+void __wrap_ZYLPlatform_unpark(platform::Parker *parker)
 {
     ++wakeCount;
-    __real_platform_unpark(parker);
+    __real_ZYLPlatform_unpark(parker);
 }
-void __wrap_platform_park(std::int64_t deadline_ns, const char *reason)
+void __wrap_ZYLPlatform_park(std::int64_t deadline_ns, const char *reason)
 {
     ++asleepCount;
     do {
         if (isSleepKept)
-            platform_yield();
+            ZYLPlatform_yield();
         else
-            __real_platform_park(deadline_ns, reason);
+            __real_ZYLPlatform_park(deadline_ns, reason);
     } while (isSleepKept);
     --asleepCount;
 }
@@ -64,12 +64,12 @@ public:
             (*static_cast<std::function<void()> *>(argument))();
             return nullptr;
         };
-        _threads.push_back(platform_createThread({}, run, _bodies.back().get(), nullptr));
+        _threads.push_back(ZYLPlatform_createThread({}, run, _bodies.back().get(), nullptr));
         EXPECT_NE(nullptr, _threads.back());
     }
     void join()
     {
-        for (platform::Thread *thread : _threads) platform_joinThread(thread);
+        for (platform::Thread *thread : _threads) ZYLPlatform_joinThread(thread);
         _threads.clear();
     }
 
@@ -81,7 +81,7 @@ private:
 template <class Condition>
 void waitUntil(Condition isTrue)
 {
-    while (!isTrue()) platform_yield();
+    while (!isTrue()) ZYLPlatform_yield();
 }
 
 constexpr int OK = ZYL_OSAPI_SEMAPHORE_STATUS_OK;
@@ -149,9 +149,9 @@ TEST(Semaphore, a_take_ends_when_its_time_has_passed)
 {
     onPlatform([] {
         ZYLOsapiSemaphore *semaphore = ZYLOsapiSemaphore_new("semaphore");
-        const std::int64_t before_ns = platform_now_ns();
+        const std::int64_t before_ns = ZYLPlatform_now_ns();
         EXPECT_EQ(TIMEOUT, ZYLOsapiSemaphore_take(semaphore, &millisecond));
-        EXPECT_GE(platform_now_ns() - before_ns, 1'000'000);
+        EXPECT_GE(ZYLPlatform_now_ns() - before_ns, 1'000'000);
         const ZYLNtpTime negative = {-5, 0};
         EXPECT_EQ(TIMEOUT, ZYLOsapiSemaphore_take(semaphore, &negative));
         ZYLOsapiSemaphore_delete(semaphore);
@@ -337,7 +337,7 @@ TEST(Notice, a_wake_up_for_something_else_does_not_end_the_wait)
     onPlatform([] {
         ZYLOsapiNotice notice;
         ZYLOsapiNotice_initialize(&notice);
-        platform_unpark(platform_currentParker());
+        ZYLPlatform_unpark(ZYLPlatform_currentParker());
         std::atomic<bool> isRaised{false};
         Threads threads;
         threads.start([&] {
@@ -364,11 +364,11 @@ TEST(ExclusiveAreaOfThreads, is_held_by_one_at_a_time_through_all_re_entries)
                     for (int round = 0; round < rounds; ++round) {
                         enter(area);
                         const int before = plainCount;
-                        platform_yield();
+                        ZYLPlatform_yield();
                         enter(area);
                         plainCount = before + 1;
                         leave(area);
-                        platform_yield();
+                        ZYLPlatform_yield();
                         EXPECT_EQ(before + 1, plainCount);
                         leave(area);
                     }
@@ -465,7 +465,7 @@ TEST(ExclusiveAreaOfThreads, the_next_holder_may_destroy_it)
             threads.start([&isHeld, area] {
                 enter(area);
                 isHeld = true;
-                platform_yield();
+                ZYLPlatform_yield();
                 leave(area);
             });
             waitUntil([&] { return isHeld.load(); });

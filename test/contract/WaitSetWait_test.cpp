@@ -1,4 +1,4 @@
-// Replaces: platform_unpark
+// Replaces: ZYLPlatform_unpark
 /// @file
 /// Waits that block: what ends them, what does not, and what it costs.
 #include <atomic>
@@ -14,11 +14,11 @@ std::atomic<int> wakeCount{0};
 }  // namespace
 
 extern "C" {
-void __real_platform_unpark(platform::Parker *parker);
-void __wrap_platform_unpark(platform::Parker *parker)
+void __real_ZYLPlatform_unpark(platform::Parker *parker);
+void __wrap_ZYLPlatform_unpark(platform::Parker *parker)
 {
     ++wakeCount;
-    __real_platform_unpark(parker);
+    __real_ZYLPlatform_unpark(parker);
 }
 }
 
@@ -111,9 +111,9 @@ TEST(WaitSetWait, an_untriggered_doorbell_lets_the_time_pass)
         TestWaitSet waitSet;
         waitSet.attach(doorbell);
         Conditions active;
-        const std::int64_t start_ns = platform_now_ns();
+        const std::int64_t start_ns = ZYLPlatform_now_ns();
         EXPECT_EQ(DDS_WaitSet_waitI(waitSet, &active, &oneMillisecond), DDS_RETCODE_TIMEOUT);
-        EXPECT_GE(platform_now_ns() - start_ns, 1'000'000);
+        EXPECT_GE(ZYLPlatform_now_ns() - start_ns, 1'000'000);
         EXPECT_EQ(DDS_WaitSet_waitI(waitSet, &active, &oneMillisecond), DDS_RETCODE_TIMEOUT);
         doorbell.increment();
         EXPECT_EQ(DDS_WaitSet_waitI(waitSet, &active, &forever), DDS_RETCODE_OK);
@@ -241,7 +241,7 @@ TEST(WaitSetWait, the_delay_counts_from_the_first_event)
         waitSet.attach(second);
         WaitingThread waiting(waitSet);
         waitSet.awaitSleeper();
-        const std::int64_t start_ns = platform_now_ns();
+        const std::int64_t start_ns = ZYLPlatform_now_ns();
         first.set(true);
         EXPECT_EQ(waiting.join(), DDS_RETCODE_OK);
         EXPECT_GE(waiting.endTime_ns() - start_ns, 1'000'000);
@@ -284,10 +284,10 @@ TEST(WaitSetWait, the_time_out_reports_what_has_gathered)
         TestWaitSet waitSet({5, oneHour});
         waitSet.attach(guard);
         guard.set(true);
-        const std::int64_t start_ns = platform_now_ns();
+        const std::int64_t start_ns = ZYLPlatform_now_ns();
         Conditions active;
         EXPECT_EQ(DDS_WaitSet_wait(waitSet, &active, &oneMillisecond), DDS_RETCODE_OK);
-        EXPECT_GE(platform_now_ns() - start_ns, 1'000'000);
+        EXPECT_GE(ZYLPlatform_now_ns() - start_ns, 1'000'000);
         EXPECT_THAT(active.list(), areConditions(guard));
     });
 }
@@ -392,7 +392,7 @@ TEST(WaitSetWait, a_dispatcher_gets_everything_that_was_published)
                 if (--*self->producersLeft == 0) self->waitSet->setProperty(1, forever);
                 return nullptr;
             };
-            threads[i] = platform_createThread({}, run, &producers[i], nullptr);
+            threads[i] = ZYLPlatform_createThread({}, run, &producers[i], nullptr);
             ASSERT_NE(threads[i], nullptr);
         }
 
@@ -411,7 +411,7 @@ TEST(WaitSetWait, a_dispatcher_gets_everything_that_was_published)
             }
             waitSet.unmask(picked);
         }
-        for (platform::Thread *const thread : threads) platform_joinThread(thread);
+        for (platform::Thread *const thread : threads) ZYLPlatform_joinThread(thread);
         for (const Source &source : sources) EXPECT_EQ(source.taken, itemsOfProducer);
     });
 }

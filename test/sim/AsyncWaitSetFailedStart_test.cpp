@@ -72,7 +72,7 @@ TEST_P(FailedStart, the_created_threads_finish_the_request_without_the_missing_o
         const DDS_AsyncWaitSetListener callbacks = listener.listener();
         const ScenarioWaitSet aws(propertyOf(poolSize()), &callbacks, &factory);
         EXPECT_EQ(DDS_AsyncWaitSet_start_with_completion_token(aws, ignoreToken()), DDS_RETCODE_ERROR);
-        while (DDS_CountingCondition_get_count(aws->_taskCondition) != 0) platform_yield();
+        while (DDS_CountingCondition_get_count(aws->_taskCondition) != 0) ZYLPlatform_yield();
         EXPECT_EQ(listener.count("spawned"), failingIndex());
         EXPECT_EQ(handoffRead(aws->_queuedRequestCount), 0);
     });

@@ -16,7 +16,7 @@ struct Topic {
     std::atomic<int> seen{0};
     Signal handled;
     HandledGuard guard{[this](HandledGuard &) {
-        platform_yield();
+        ZYLPlatform_yield();
         seen = produced.load();
         handled.give();
     }};
@@ -78,7 +78,7 @@ TEST_P(Requests, changes_from_several_threads_are_each_carried_out_once)
                 const int runs = topic.guard.runs;
                 EXPECT_EQ(topic.guard.inside, 0) << "detached while its handler runs";
                 topic.publish();
-                platform_yield();
+                ZYLPlatform_yield();
                 EXPECT_EQ(topic.guard.runs, runs) << "dispatched after its detach";
                 topic.guard.clear();
             }
@@ -105,7 +105,7 @@ TEST_P(Requests, what_triggers_while_suspended_is_dispatched_after_resume)
         before.publish();
         EXPECT_EQ(DDS_AsyncWaitSet_attach_condition(aws, attachedLater.guard.condition()), DDS_RETCODE_OK);
         attachedLater.publish();
-        platform_yield();
+        ZYLPlatform_yield();
         EXPECT_EQ(before.guard.runs + before.guard.inside, 0);
         EXPECT_EQ(attachedLater.guard.runs + attachedLater.guard.inside, 0);
         EXPECT_EQ(DDS_AsyncWaitSet_resume_with_completion_token(aws, implicitToken()), DDS_RETCODE_OK);
@@ -237,7 +237,7 @@ TEST_P(Requests, an_early_unlock_lets_other_threads_in_and_the_leader_does_not_s
             [&](HandledGuard &self) {
                 EXPECT_EQ(DDS_AsyncWaitSet_unlock_condition(target, self.condition()), DDS_RETCODE_OK);
                 EXPECT_EQ(DDS_AsyncWaitSet_unlock_condition(target, self.condition()), DDS_RETCODE_OK);
-                for (int i = 0; i < 3; ++i) platform_yield();
+                for (int i = 0; i < 3; ++i) ZYLPlatform_yield();
                 if (self.runs >= 3) self.clear();
                 entered.give();
             },

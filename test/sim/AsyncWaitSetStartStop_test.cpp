@@ -70,7 +70,7 @@ TEST_P(StartStop, a_restart_waits_until_the_old_pool_is_gone)
         EXPECT_EQ(DDS_AsyncWaitSet_start(aws), DDS_RETCODE_OK);
         EXPECT_EQ(DDS_AsyncWaitSet_stop_with_completion_token(aws, stopped), DDS_RETCODE_OK);
         // Until the stop has run this is a start of a started wait set; then it waits for the last thread.
-        while (DDS_AsyncWaitSet_is_started(aws) != DDS_BOOLEAN_FALSE) platform_yield();
+        while (DDS_AsyncWaitSet_is_started(aws) != DDS_BOOLEAN_FALSE) ZYLPlatform_yield();
         EXPECT_EQ(DDS_AsyncWaitSet_start(aws), DDS_RETCODE_OK);
         expectDispatched(guard, handled);
         EXPECT_EQ(stopped.wait(), DDS_RETCODE_OK);
@@ -112,7 +112,7 @@ TEST_P(StartStop, an_attach_beside_the_stop_of_a_suspended_wait_set_is_not_left_
         {
             const Quiet quiet;  // Until the stop has run the attach is refused.
             SimThread attacher("attacher", [&] {
-                while (DDS_AsyncWaitSet_attach_condition(aws, guard.condition()) != DDS_RETCODE_OK) platform_yield();
+                while (DDS_AsyncWaitSet_attach_condition(aws, guard.condition()) != DDS_RETCODE_OK) ZYLPlatform_yield();
             });
             EXPECT_EQ(DDS_AsyncWaitSet_stop(aws), DDS_RETCODE_OK);
         }

@@ -111,8 +111,8 @@ TEST_P(Tokens, a_token_can_be_deleted_while_its_waiter_is_still_leaving)
                 hasReturned = true;
             });
             // Deleting must not come before the waiter's call, and is refused until the request is done.
-            while (handoffRead(token->_waiterMark) == 0 && !hasReturned) platform_yield();
-            while (DDS_AsyncWaitSet_delete_completion_token(aws, token) != DDS_RETCODE_OK) platform_yield();
+            while (handoffRead(token->_waiterMark) == 0 && !hasReturned) ZYLPlatform_yield();
+            while (DDS_AsyncWaitSet_delete_completion_token(aws, token) != DDS_RETCODE_OK) ZYLPlatform_yield();
         }
         EXPECT_EQ(aws->_loanedCompletionTokenCount, 0);
         EXPECT_EQ(DDS_AsyncWaitSet_stop(aws), DDS_RETCODE_OK);
@@ -137,7 +137,7 @@ TEST_P(Tokens, a_token_that_is_submitted_again_beside_its_waiter_keeps_its_new_s
             });
             while (DDS_AsyncWaitSet_detach_condition_with_completion_token(aws, guard.condition(), token) !=
                    DDS_RETCODE_OK)
-                platform_yield();
+                ZYLPlatform_yield();
         }
         // The second request is done only when the pool says so, not when the first waiter left.
         EXPECT_EQ(DDS_AsyncWaitSet_stop(aws), DDS_RETCODE_OK);

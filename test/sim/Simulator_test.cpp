@@ -28,15 +28,15 @@ sim::Result runWith(std::uint64_t seed, const std::function<void()> &body)
 
 /// A mutex for a scope of a test, with a name.
 struct NamedMutex : platform::Mutex {
-    explicit NamedMutex(const char *name) : platform::Mutex() { platform_initMutex(*this, name); }
-    ~NamedMutex() { platform_destroyMutex(*this); }
+    explicit NamedMutex(const char *name) : platform::Mutex() { ZYLPlatform_initMutex(*this, name); }
+    ~NamedMutex() { ZYLPlatform_destroyMutex(*this); }
     NamedMutex(const NamedMutex &) = delete;
     NamedMutex &operator=(const NamedMutex &) = delete;
 };
 
 struct NamedCondition : platform::Condition {
-    explicit NamedCondition(const char *name) : platform::Condition() { platform_initCondition(*this, name); }
-    ~NamedCondition() { platform_destroyCondition(*this); }
+    explicit NamedCondition(const char *name) : platform::Condition() { ZYLPlatform_initCondition(*this, name); }
+    ~NamedCondition() { ZYLPlatform_destroyCondition(*this); }
     NamedCondition(const NamedCondition &) = delete;
     NamedCondition &operator=(const NamedCondition &) = delete;
 };
@@ -79,17 +79,17 @@ int addTwice(bool isInterruptible)
 /// The lock operations for misuse, which the analysis of locks would not let pass.
 void lockBlindly(platform::Mutex &mutex) ZYL_NOT_ANALYZED
 {
-    platform_lock(mutex);
+    ZYLPlatform_lock(mutex);
 }
 void unlockBlindly(platform::Mutex &mutex) ZYL_NOT_ANALYZED
 {
-    platform_unlock(mutex);
+    ZYLPlatform_unlock(mutex);
 }
 
 /// Park until the flag is set.
 void parkUntil(const std::atomic<bool> &flag, const char *reason)
 {
-    while (!flag) platform_park(platform::noDeadline_ns, reason);
+    while (!flag) ZYLPlatform_park(platform::noDeadline_ns, reason);
 }
 
 }  // namespace
@@ -179,7 +179,7 @@ TEST(Simulator, a_dead_lock_names_conditions_and_reasons_of_parking)
         const std::atomic<bool> isDone = false;
         SimThread waiter("waiter", [&] {
             const platform::Lock lock(mutex);
-            while (!isDone) platform_waitCondition(condition, mutex, platform::noDeadline_ns);
+            while (!isDone) ZYLPlatform_waitCondition(condition, mutex, platform::noDeadline_ns);
         });
         SimThread parked("parked", [&] { parkUntil(isDone, "the doorbell"); });
     });
@@ -200,7 +200,7 @@ TEST(Simulator, a_run_after_a_failed_one_is_not_affected)
     EXPECT_THAT(failed.failure, HasSubstr("is parked: \"nothing\""));
     const sim::Result result = runWith(3, [] {
         const platform::Lock lock(mutex);
-        EXPECT_EQ(platform_currentThreadId(), 1U);
+        EXPECT_EQ(ZYLPlatform_currentThreadId(), 1U);
     });
     EXPECT_EQ(result.failure, "");
 }
@@ -223,8 +223,8 @@ TEST(Simulator, an_hour_of_time_outs_takes_few_steps)
 {
     for (std::uint64_t seed = 1; seed <= 20; ++seed) {
         const sim::Result result = runWith(seed, [] {
-            const std::int64_t end_ns = platform_now_ns() + 3600 * second_ns;
-            while (platform_now_ns() < end_ns) platform_park(platform_now_ns() + second_ns, "the next second");
+            const std::int64_t end_ns = ZYLPlatform_now_ns() + 3600 * second_ns;
+            while (ZYLPlatform_now_ns() < end_ns) ZYLPlatform_park(ZYLPlatform_now_ns() + second_ns, "the next second");
         });
         EXPECT_EQ(result.failure, "");
         EXPECT_GE(result.virtualTime_ns, 3600 * second_ns);
@@ -239,14 +239,14 @@ TEST(Simulator, a_time_out_can_come_although_somebody_could_run)
     for (std::uint64_t seed = 1; seed <= 300; ++seed) {
         const sim::Result result = runWith(seed, [&] {
             std::atomic<bool> isDone = false;
-            platform::Parker *parker = platform_currentParker();
+            platform::Parker *parker = ZYLPlatform_currentParker();
             SimThread other("other", [&] {
                 for (int turn = 0; turn < 20; ++turn) platform::schedulingPoint();
                 isDone = true;
-                platform_unpark(parker);
+                ZYLPlatform_unpark(parker);
             });
-            const std::int64_t deadline_ns = platform_now_ns() + second_ns;
-            while (!isDone && platform_now_ns() < deadline_ns) platform_park(deadline_ns, "the other");
+            const std::int64_t deadline_ns = ZYLPlatform_now_ns() + second_ns;
+            while (!isDone && ZYLPlatform_now_ns() < deadline_ns) ZYLPlatform_park(deadline_ns, "the other");
             isInTime.insert(isDone.load());
         });
         EXPECT_EQ(result.failure, "");
@@ -259,9 +259,9 @@ TEST(Simulator, a_park_may_end_for_no_reason)
     int early = 0;
     for (std::uint64_t seed = 1; seed <= 300; ++seed) {
         const sim::Result result = runWith(seed, [&] {
-            const std::int64_t deadline_ns = platform_now_ns() + second_ns;
-            platform_park(deadline_ns, "time");
-            if (platform_now_ns() < deadline_ns) ++early;
+            const std::int64_t deadline_ns = ZYLPlatform_now_ns() + second_ns;
+            ZYLPlatform_park(deadline_ns, "time");
+            if (ZYLPlatform_now_ns() < deadline_ns) ++early;
         });
         EXPECT_EQ(result.failure, "");
     }
@@ -274,7 +274,7 @@ TEST(Simulator, a_live_lock_is_reported)
     const sim::Result result = sim::run({.seed = 1, .maxSteps = 10'000}, [] {
         const std::atomic<bool> isDone = false;
         SimThread spinner("spinner", [&] {
-            while (!isDone) platform_pause();
+            while (!isDone) ZYLPlatform_pause();
         });
     });
     EXPECT_THAT(result.failure, testing::StartsWith("no end after 10000 steps"));
@@ -289,10 +289,10 @@ TEST(Simulator, threads_that_spin_let_the_others_run)
         const sim::Result result = runWith(seed, [] {
             std::atomic<bool> isDone = false;
             SimThread a("a", [&] {
-                while (!isDone) platform_yield();
+                while (!isDone) ZYLPlatform_yield();
             });
             SimThread b("b", [&] {
-                while (!isDone) platform_pause();
+                while (!isDone) ZYLPlatform_pause();
             });
             SimThread worker("worker", [&] {
                 for (int turn = 0; turn < 50; ++turn) platform::schedulingPoint();
@@ -311,11 +311,11 @@ TEST(Simulator, a_spinner_does_not_wait_long_for_a_deadline_of_somebody_else)
         const sim::Result result = runWith(seed, [] {
             std::atomic<bool> isDone = false;
             SimThread sleeper("sleeper", [&] {
-                const std::int64_t deadline_ns = platform_now_ns() + 3600 * second_ns;
-                while (platform_now_ns() < deadline_ns) platform_park(deadline_ns, "an hour");
+                const std::int64_t deadline_ns = ZYLPlatform_now_ns() + 3600 * second_ns;
+                while (ZYLPlatform_now_ns() < deadline_ns) ZYLPlatform_park(deadline_ns, "an hour");
                 isDone = true;
             });
-            while (!isDone) platform_yield();
+            while (!isDone) ZYLPlatform_yield();
         });
         EXPECT_EQ(result.failure, "");
         EXPECT_LT(result.steps, 1'000U);
@@ -355,7 +355,7 @@ TEST(Simulator, thousands_of_threads_can_follow_each_other)
 {
     const sim::Result result = sim::run({.seed = 5}, [] {
         for (int turn = 0; turn < 3000; ++turn) SimThread thread("short", [] {});
-        EXPECT_EQ(platform_currentThreadId(), 1U);
+        EXPECT_EQ(ZYLPlatform_currentThreadId(), 1U);
     });
     EXPECT_EQ(result.failure, "");
 }
@@ -365,21 +365,21 @@ TEST(Simulator, outside_of_a_run_there_is_one_thread_that_never_blocks)
     EXPECT_FALSE(sim::isRunning());
     NamedMutex mutex("lonely");
     NamedCondition condition("never");
-    const std::int64_t before_ns = platform_now_ns();
+    const std::int64_t before_ns = ZYLPlatform_now_ns();
     {
         const platform::Lock lock(mutex);
-        platform_waitCondition(condition, mutex, before_ns + second_ns);
+        ZYLPlatform_waitCondition(condition, mutex, before_ns + second_ns);
     }
-    platform_park(before_ns + 2 * second_ns, "nothing");
-    EXPECT_GE(platform_now_ns(), before_ns + 2 * second_ns);
-    platform_unpark(platform_currentParker());
-    platform_park(platform::noDeadline_ns, "nothing");
-    platform_yield();
-    platform_pause();
+    ZYLPlatform_park(before_ns + 2 * second_ns, "nothing");
+    EXPECT_GE(ZYLPlatform_now_ns(), before_ns + 2 * second_ns);
+    ZYLPlatform_unpark(ZYLPlatform_currentParker());
+    ZYLPlatform_park(platform::noDeadline_ns, "nothing");
+    ZYLPlatform_yield();
+    ZYLPlatform_pause();
     platform::schedulingPoint();
-    platform_wakeAll(condition);
-    EXPECT_EQ(platform_currentThreadId(), 1U);
-    EXPECT_EQ(platform_createThread({}, nullptr, nullptr, nullptr), nullptr);
+    ZYLPlatform_wakeAll(condition);
+    EXPECT_EQ(ZYLPlatform_currentThreadId(), 1U);
+    EXPECT_EQ(ZYLPlatform_createThread({}, nullptr, nullptr, nullptr), nullptr);
 }
 
 TEST(SimulatorDeathTest, outside_of_a_run_blocking_for_ever_ends_the_program)
@@ -391,7 +391,7 @@ TEST(SimulatorDeathTest, outside_of_a_run_blocking_for_ever_ends_the_program)
             lockBlindly(mutex);
         },
         "locking mutex \"lonely\" would block for ever");
-    EXPECT_DEATH(platform_park(platform::noDeadline_ns, "nothing"), "parking, reason \"nothing\" would block");
+    EXPECT_DEATH(ZYLPlatform_park(platform::noDeadline_ns, "nothing"), "parking, reason \"nothing\" would block");
 }
 
 TEST(SimScenario, a_failing_seed_is_reported_with_its_replay)

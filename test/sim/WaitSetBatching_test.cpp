@@ -164,7 +164,7 @@ public:
             case 0:
             case 1:
                 _conditions.raise(i);
-                return _model.raise(i, platform_now_ns());
+                return _model.raise(i, ZYLPlatform_now_ns());
             case 2:
                 _conditions.lower(i);
                 return _model.lower(i);
@@ -172,7 +172,7 @@ public:
                 return mask(i, _choices.coin());
             case 4:
                 _waitSet.attach(_conditions.at(i));
-                return _model.attach(i, platform_now_ns());
+                return _model.attach(i, ZYLPlatform_now_ns());
             case 5:
                 if (_choices.below(3) != 0 || !_model.ones[i].isAttached) return;
                 _waitSet.detach(_conditions.at(i));
@@ -216,7 +216,7 @@ private:
         const bool endsBySomething = _model.endsAtOnce() || _model.delayEnd_ns() != platform::noDeadline_ns;
         const int timeout_sec = _choices.below(endsBySomething ? 5 : 4);
         const DDS_Duration_t timeout = timeout_sec == 4 ? forever : DDS_Duration_t{timeout_sec, 0};
-        const std::int64_t start_ns = platform_now_ns();
+        const std::int64_t start_ns = ZYLPlatform_now_ns();
         const std::int64_t timeoutEnd_ns =
             timeout_sec == 4 ? platform::noDeadline_ns : start_ns + timeout_sec * second_ns;
         const std::int64_t end_ns =
@@ -225,7 +225,7 @@ private:
         Conditions active;
         const DDS_ReturnCode_t retCode = DDS_WaitSet_waitI(_waitSet, &active, &timeout);
         // Steps take virtual microseconds; everything that matters here takes seconds.
-        EXPECT_NEAR(static_cast<double>(platform_now_ns() - start_ns), static_cast<double>(end_ns - start_ns),
+        EXPECT_NEAR(static_cast<double>(ZYLPlatform_now_ns() - start_ns), static_cast<double>(end_ns - start_ns),
                     0.1 * second_ns);
         EXPECT_EQ(retCode, expected.empty() ? DDS_RETCODE_TIMEOUT : DDS_RETCODE_OK);
         std::vector<DDS_Condition *> expectedList;
@@ -238,7 +238,7 @@ private:
         if (_choices.coin()) {
             const int i = _choices.below(SomeConditions::count);
             _conditions.raise(i);
-            _model.raise(i, platform_now_ns());
+            _model.raise(i, ZYLPlatform_now_ns());
             mask(_choices.below(SomeConditions::count), _choices.coin());
         }
         DDS_WaitSet_end_waitI(_waitSet);
@@ -268,15 +268,15 @@ TEST(WaitSetBatching, the_delay_is_measured_from_the_event_and_not_from_the_wait
         Guard guard;
         TestWaitSet waitSet({5, oneHour});
         waitSet.attach(guard);
-        const std::int64_t event_ns = platform_now_ns();
+        const std::int64_t event_ns = ZYLPlatform_now_ns();
         guard.set(true);
         TestWaitSet nothing;
         Conditions active;
         const DDS_Duration_t halfAnHour = {1800, 0};
         EXPECT_EQ(DDS_WaitSet_wait(nothing, &active, &halfAnHour), DDS_RETCODE_TIMEOUT);
         EXPECT_EQ(DDS_WaitSet_wait(waitSet, &active, &forever), DDS_RETCODE_OK);
-        EXPECT_GE(platform_now_ns() - event_ns, 3600 * second_ns);
-        EXPECT_LT(platform_now_ns() - event_ns, 3601 * second_ns);
+        EXPECT_GE(ZYLPlatform_now_ns() - event_ns, 3600 * second_ns);
+        EXPECT_LT(ZYLPlatform_now_ns() - event_ns, 3601 * second_ns);
     });
 }
 
@@ -293,12 +293,12 @@ TEST(WaitSetBatching, an_event_that_is_withdrawn_takes_its_delay_along)
         Conditions active;
         const DDS_Duration_t halfAnHour = {1800, 0};
         EXPECT_EQ(DDS_WaitSet_wait(nothing, &active, &halfAnHour), DDS_RETCODE_TIMEOUT);
-        const std::int64_t event_ns = platform_now_ns();
+        const std::int64_t event_ns = ZYLPlatform_now_ns();
         second.set(true);
         first.set(false);
         EXPECT_EQ(DDS_WaitSet_wait(waitSet, &active, &forever), DDS_RETCODE_OK);
         EXPECT_THAT(active.list(), areConditions(second));
-        EXPECT_GE(platform_now_ns() - event_ns, 3600 * second_ns);
+        EXPECT_GE(ZYLPlatform_now_ns() - event_ns, 3600 * second_ns);
     });
 }
 
@@ -373,7 +373,7 @@ void walk(TestWaitSet &waitSet, int walks)
         const int count = DDS_WaitSet_start_conditions_iteratorI(waitSet, 0);
         for (int i = 0; i < count; ++i) {
             seen.insert(DDS_WaitSet_get_next_conditionI(waitSet, 0));
-            platform_yield();
+            ZYLPlatform_yield();
         }
         EXPECT_EQ(DDS_WaitSet_get_next_conditionI(waitSet, 0), nullptr);
         DDS_WaitSet_end_conditions_iteratorI(waitSet);
@@ -437,7 +437,7 @@ TEST(WaitSetBatching, a_blocked_wait_sees_every_way_of_becoming_active)
                 Conditions active;
                 ASSERT_EQ(DDS_WaitSet_wait(waitSet, &active, &forever), DDS_RETCODE_OK);
                 for (DDS_Condition *const condition : active.list()) seen.insert(condition);
-                platform_yield();  // What was seen stays active, so that the next wait does not block.
+                ZYLPlatform_yield();  // What was seen stays active, so that the next wait does not block.
             }
         });
         SimThread riser("riser", [&] { risen.set(true); });

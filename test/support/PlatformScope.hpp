@@ -14,7 +14,7 @@
 class TestThread {
 public:
     explicit TestThread(std::function<void()> body)
-        : _body(std::move(body)), _handle(platform_createThread({}, run, this, nullptr))
+        : _body(std::move(body)), _handle(ZYLPlatform_createThread({}, run, this, nullptr))
     {
         EXPECT_NE(_handle, nullptr);
     }
@@ -25,7 +25,7 @@ public:
     void join()
     {
         platform::Thread *handle = std::exchange(_handle, nullptr);
-        if (handle != nullptr) platform_joinThread(handle);
+        if (handle != nullptr) ZYLPlatform_joinThread(handle);
     }
     platform::Thread *handle() const { return _handle; }
 
@@ -46,13 +46,13 @@ struct Monitor {
 
     Monitor()
     {
-        platform_initMutex(mutex, "monitor");
-        platform_initCondition(condition, "change");
+        ZYLPlatform_initMutex(mutex, "monitor");
+        ZYLPlatform_initCondition(condition, "change");
     }
     ~Monitor()
     {
-        platform_destroyCondition(condition);
-        platform_destroyMutex(mutex);
+        ZYLPlatform_destroyCondition(condition);
+        ZYLPlatform_destroyMutex(mutex);
     }
     Monitor(const Monitor &) = delete;
     Monitor &operator=(const Monitor &) = delete;

@@ -105,7 +105,7 @@ public:
     }
     void awaitSleeper() const
     {
-        while (!hasSleeper()) platform_yield();
+        while (!hasSleeper()) ZYLPlatform_yield();
     }
     /// Events of the fresh conditions.
     std::int64_t freshEvents() const
@@ -158,10 +158,10 @@ public:
         const auto run = [](void *argument) -> void * {
             auto *const self = static_cast<WaitingThread *>(argument);
             self->_retCode = DDS_WaitSet_wait(self->_waitSet, &self->_active, &self->_timeout);
-            self->_endTime_ns = platform_now_ns();
+            self->_endTime_ns = ZYLPlatform_now_ns();
             return nullptr;
         };
-        _thread = platform_createThread({}, run, this, nullptr);
+        _thread = ZYLPlatform_createThread({}, run, this, nullptr);
         EXPECT_NE(_thread, nullptr);
     }
     ~WaitingThread() { join(); }
@@ -171,7 +171,7 @@ public:
     /// What the wait returned.
     DDS_ReturnCode_t join()
     {
-        if (_thread != nullptr) platform_joinThread(_thread);
+        if (_thread != nullptr) ZYLPlatform_joinThread(_thread);
         _thread = nullptr;
         return _retCode;
     }

@@ -1,4 +1,4 @@
-// Replaces: ZYLOsapiHeap_reallocateMemoryInternal platform_lock
+// Replaces: ZYLOsapiHeap_reallocateMemoryInternal ZYLPlatform_lock
 /// @file
 /// Conditions: trigger value, handler, dispatch, count.
 #include "WaitSetFixture.hpp"
@@ -22,11 +22,11 @@ int __wrap_ZYLOsapiHeap_reallocateMemoryInternal(void **blockInOut, size_t size,
     return __real_ZYLOsapiHeap_reallocateMemoryInternal(blockInOut, size, alignment, reallocate, flag, routine, kind,
                                                         typeName);
 }
-void __real_platform_lock(platform::Mutex &mutex);
-void __wrap_platform_lock(platform::Mutex &mutex)
+void __real_ZYLPlatform_lock(platform::Mutex &mutex);
+void __wrap_ZYLPlatform_lock(platform::Mutex &mutex)
 {
     lockCount += 1;
-    __real_platform_lock(mutex);
+    __real_ZYLPlatform_lock(mutex);
 }
 }
 

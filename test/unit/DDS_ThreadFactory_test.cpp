@@ -1,4 +1,4 @@
-// Replaces: platform_createThread ZYLOsapiHeap_reallocateMemoryInternal
+// Replaces: ZYLPlatform_createThread ZYLOsapiHeap_reallocateMemoryInternal
 /// @file
 /// The default thread factory: real threads, settings handed on, refused settings reported.
 #include <gmock/gmock.h>
@@ -33,15 +33,15 @@ bool isMemoryGone = false;
 }  // namespace
 
 extern "C" {
-platform::Thread *__real_platform_createThread(const platform::ThreadSettings &settings, platform::ThreadBody body,
-                                               void *argument, unsigned *refusedOut);
-platform::Thread *__wrap_platform_createThread(const platform::ThreadSettings &settings, platform::ThreadBody body,
-                                               void *argument, unsigned *refusedOut)
+platform::Thread *__real_ZYLPlatform_createThread(const platform::ThreadSettings &settings, platform::ThreadBody body,
+                                                  void *argument, unsigned *refusedOut);
+platform::Thread *__wrap_ZYLPlatform_createThread(const platform::ThreadSettings &settings, platform::ThreadBody body,
+                                                  void *argument, unsigned *refusedOut)
 {
     asked = {settings.name != nullptr ? settings.name : "", settings.stackSize, settings.hasPriority, settings.priority,
              std::vector<std::int32_t>(settings.cpus, settings.cpus + settings.cpuCount)};
     if (isThreadRefused) return nullptr;
-    platform::Thread *const thread = __real_platform_createThread(settings, body, argument, refusedOut);
+    platform::Thread *const thread = __real_ZYLPlatform_createThread(settings, body, argument, refusedOut);
     if (refusedSettings != 0) *refusedOut = refusedSettings;
     return thread;
 }
@@ -78,7 +78,7 @@ struct Seen {
     static void *body(void *argument)
     {
         auto *const self = static_cast<Seen *>(argument);
-        self->id = platform_currentThreadId();
+        self->id = ZYLPlatform_currentThreadId();
         pthread_getname_np(pthread_self(), self->name, sizeof(self->name));
         pthread_attr_t attributes;
         pthread_getattr_np(pthread_self(), &attributes);
@@ -136,7 +136,7 @@ TEST_F(ThreadFactory, default_settings_ask_for_nothing)
     EXPECT_FALSE(asked.hasPriority);
     EXPECT_TRUE(asked.cpus.empty());
     EXPECT_STREQ(seen.name, "worker");
-    EXPECT_NE(seen.id, platform_currentThreadId());
+    EXPECT_NE(seen.id, ZYLPlatform_currentThreadId());
     EXPECT_NO_LOG(log);
 }
 

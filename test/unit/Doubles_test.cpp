@@ -16,7 +16,7 @@
 #include "AwsFixture.hpp"
 #include "LogCapture.hpp"
 #include "doubles/Double.hpp"
-#include "halo_runtime/dds/DDS_WaitSetI.pkg.h"
+#include "halo_runtime/dds/DDS_WaitSet.pkg.h"
 #include "halo_runtime/zyl/ZYLOsapiHeap.pkg.h"
 #include "halo_runtime/zyl/ZYLOsapiUtility.pkg.h"
 

@@ -58,9 +58,9 @@ void *look(void *argument)
 unsigned runWith(const platform::ThreadSettings &settings, Seen &seenOut)
 {
     unsigned refused = ~0U;
-    platform::Thread *thread = platform_createThread(settings, look, &seenOut, &refused);
+    platform::Thread *thread = ZYLPlatform_createThread(settings, look, &seenOut, &refused);
     EXPECT_NE(thread, nullptr);
-    if (thread != nullptr) platform_joinThread(thread);
+    if (thread != nullptr) ZYLPlatform_joinThread(thread);
     return refused;
 }
 
@@ -75,8 +75,8 @@ std::uint64_t hookedThread = 0;
 
 platform::ThreadKey hookedKey()
 {
-    static const platform::ThreadKey key =
-        platform_createThreadKey(sizeof(void *), [](void * /*block*/) { hookedThread = platform_currentThreadId(); });
+    static const platform::ThreadKey key = ZYLPlatform_createThreadKey(
+        sizeof(void *), [](void * /*block*/) { hookedThread = ZYLPlatform_currentThreadId(); });
     return key;
 }
 
@@ -198,10 +198,10 @@ TEST(StdPlatform, a_thread_that_was_made_elsewhere_has_storage_with_exit_hooks_a
     hookedThread = 0;
     std::uint64_t id = 0;
     const auto body = [](void *argument) -> void * {
-        *static_cast<std::uint64_t *>(argument) = platform_currentThreadId();
-        *static_cast<std::uintptr_t *>(platform_threadBlock(hookedKey())) = 1;
-        platform_unpark(platform_currentParker());
-        platform_park(platform::noDeadline_ns, "a wake-up that has come");
+        *static_cast<std::uint64_t *>(argument) = ZYLPlatform_currentThreadId();
+        *static_cast<std::uintptr_t *>(ZYLPlatform_threadBlock(hookedKey())) = 1;
+        ZYLPlatform_unpark(ZYLPlatform_currentParker());
+        ZYLPlatform_park(platform::noDeadline_ns, "a wake-up that has come");
         return nullptr;
     };
     pthread_t thread{};
@@ -215,18 +215,18 @@ TEST(StdPlatform, thousands_of_threads_can_follow_each_other)
 {
     for (int turn = 0; turn < 2000; ++turn) {
         Seen seen;
-        platform::Thread *thread = platform_createThread(
+        platform::Thread *thread = ZYLPlatform_createThread(
             {},
             [](void *) -> void * {
-                platform_unpark(platform_currentParker());
+                ZYLPlatform_unpark(ZYLPlatform_currentParker());
                 return nullptr;
             },
             &seen, nullptr);
         ASSERT_NE(thread, nullptr);
         std::uint64_t id = 0;
         std::int64_t cpuTime_ns = -1;
-        ASSERT_TRUE(platform_threadCpuTime(thread, &id, &cpuTime_ns));
+        ASSERT_TRUE(ZYLPlatform_threadCpuTime(thread, &id, &cpuTime_ns));
         EXPECT_GE(cpuTime_ns, 0);
-        platform_joinThread(thread);
+        ZYLPlatform_joinThread(thread);
     }
 }

@@ -58,7 +58,7 @@ TEST(ThreadCpuInfo, of_a_thread_of_the_platform_has_its_id_and_time)
         while (!self->isDone) ZYLOsapiThread_yield();
         return nullptr;
     };
-    platform::Thread *thread = platform_createThread({}, body, &spinner, nullptr);
+    platform::Thread *thread = ZYLPlatform_createThread({}, body, &spinner, nullptr);
     ASSERT_NE(nullptr, thread);
     while (spinner.id == 0) ZYLOsapiThread_yield();
 
@@ -70,7 +70,7 @@ TEST(ThreadCpuInfo, of_a_thread_of_the_platform_has_its_id_and_time)
     EXPECT_NE(ZYLOsapiThread_getCurrentThreadID(), info.id);
     EXPECT_EQ(0, ZYLOsapiThread_getCpuInfo(thread, nullptr));
     spinner.isDone = true;
-    platform_joinThread(thread);
+    ZYLPlatform_joinThread(thread);
 }
 
 TEST(ThreadCpuInfo, of_a_handle_that_is_not_known_writes_nothing)

@@ -38,7 +38,7 @@ DDS_ConditionHandler readHandlerFields(const DDS_Condition *self)
 void DDS_Condition_initializeI(DDS_Condition *self)
 {
     new (self) DDS_Condition{};
-    platform_initMutex(self->_mutex, "condition");
+    ZYLPlatform_initMutex(self->_mutex, "condition");
 }
 
 bool DDS_Condition_finalizeI(DDS_Condition *self)
@@ -47,7 +47,7 @@ bool DDS_Condition_finalizeI(DDS_Condition *self)
         const platform::Lock lock(self->_mutex);
         if (self->_attachments != nullptr) return false;
     }
-    platform_destroyMutex(self->_mutex);
+    ZYLPlatform_destroyMutex(self->_mutex);
     return true;
 }
 

@@ -83,7 +83,8 @@ void *createThread(void * /*factoryData*/, const char *threadName, const struct 
         platformSettings.cpuCount = cpus.count;
     }
     unsigned refusedBySystem = 0;
-    platform::Thread *const thread = platform_createThread(platformSettings, onSpawned, threadParam, &refusedBySystem);
+    platform::Thread *const thread =
+        ZYLPlatform_createThread(platformSettings, onSpawned, threadParam, &refusedBySystem);
     ZYLOsapiHeap_freeArray(cpus.copy);
     if (thread == nullptr) return DDS_CREATE_FAILED(nullptr, "thread");
 
@@ -96,7 +97,7 @@ void *createThread(void * /*factoryData*/, const char *threadName, const struct 
 
 void deleteThread(void * /*factoryData*/, void *thread)
 {
-    if (thread != nullptr) platform_joinThread(static_cast<platform::Thread *>(thread));
+    if (thread != nullptr) ZYLPlatform_joinThread(static_cast<platform::Thread *>(thread));
 }
 
 }  // namespace

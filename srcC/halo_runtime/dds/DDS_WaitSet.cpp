@@ -43,8 +43,8 @@ DDS_WaitSet *DDS_WaitSet_newI(DDS_DomainParticipantFactory * /*factory*/, DDS_Lo
     void *const block = ZYLOsapiHeap_allocateStructure<DDS_WaitSet>("DDS_WaitSet");
     if (block == nullptr) return DDS_CREATE_FAILED(nullptr, "DDS_WaitSet");
     auto *const self = new (block) DDS_WaitSet{};
-    platform_initMutex(self->_attachMutex, "wait set attachments");
-    platform_initMutex(self->_eventMutex, "wait set events");
+    ZYLPlatform_initMutex(self->_attachMutex, "wait set attachments");
+    ZYLPlatform_initMutex(self->_eventMutex, "wait set events");
     const platform::Lock lock(self->_eventMutex);
     installProperty(self, property);
     return self;
@@ -69,8 +69,8 @@ DDS_ReturnCode_t DDS_WaitSet_delete(DDS_WaitSet *self)
     if (handoffRead(self->_waitState) == DDS_WAIT_SET_WAITING)
         return DDS_REFUSED(DDS_RETCODE_PRECONDITION_NOT_MET, "a wait set in which a thread waits cannot be deleted");
     DDS_WaitSet_detachAllI(self);
-    platform_destroyMutex(self->_eventMutex);
-    platform_destroyMutex(self->_attachMutex);
+    ZYLPlatform_destroyMutex(self->_eventMutex);
+    ZYLPlatform_destroyMutex(self->_attachMutex);
     ZYLOsapiHeap_freeStructure(self);
     return DDS_RETCODE_OK;
 }

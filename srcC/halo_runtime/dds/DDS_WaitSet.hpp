@@ -95,13 +95,13 @@ public:
     DDS_WaitSetWakeList &operator=(const DDS_WaitSetWakeList &) = delete;
     ~DDS_WaitSetWakeList()
     {
-        for (int i = 0; i < _count; ++i) platform_unpark(_sleepers[i]);
+        for (int i = 0; i < _count; ++i) ZYLPlatform_unpark(_sleepers[i]);
     }
     /// Add a thread; null adds nothing.
     void add(platform::Parker *sleeper)
     {
         if (sleeper == nullptr) return;
-        if (_count == capacity) return platform_unpark(sleeper);
+        if (_count == capacity) return ZYLPlatform_unpark(sleeper);
         _sleepers[_count++] = sleeper;
     }
 

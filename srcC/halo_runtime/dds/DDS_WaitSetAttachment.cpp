@@ -161,7 +161,7 @@ DDS_ReturnCode_t DDS_WaitSet_mask_condition(DDS_WaitSet *self, DDS_Condition *co
 int DDS_WaitSet_start_conditions_iteratorI(DDS_WaitSet *self, int /*reserved*/) ZYL_NOT_ANALYZED
 {
     if (self == nullptr) return DDS_BAD_PARAMETER(0, self);
-    platform_lock(self->_attachMutex);
+    ZYLPlatform_lock(self->_attachMutex);
     self->_cursor = Attached{self->_attached}.first();
     return self->_attached._size;
 }
@@ -180,5 +180,5 @@ void DDS_WaitSet_end_conditions_iteratorI(DDS_WaitSet *self)
 {
     if (self == nullptr) return DDS_BAD_PARAMETER(static_cast<void>(0), self);
     claimWalk(self);
-    platform_unlock(self->_attachMutex);
+    ZYLPlatform_unlock(self->_attachMutex);
 }

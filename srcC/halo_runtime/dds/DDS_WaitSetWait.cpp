@@ -47,11 +47,11 @@ std::int64_t collectDeadline_ns(const DDS_WaitSet *self) ZYL_REQUIRES(self->_eve
 /// Blocks.
 void sleepUntil(DDS_WaitSet *self, std::int64_t deadline_ns) ZYL_REQUIRES(self->_eventMutex)
 {
-    self->_sleeper = platform_currentParker();
+    self->_sleeper = ZYLPlatform_currentParker();
     self->_sleepDeadline_ns = deadline_ns;
-    platform_unlock(self->_eventMutex);
-    platform_park(deadline_ns, "wait set");
-    platform_lock(self->_eventMutex);
+    ZYLPlatform_unlock(self->_eventMutex);
+    ZYLPlatform_park(deadline_ns, "wait set");
+    ZYLPlatform_lock(self->_eventMutex);
     self->_sleeper = nullptr;
 }
 
@@ -61,9 +61,9 @@ void sleepUntil(DDS_WaitSet *self, std::int64_t deadline_ns) ZYL_REQUIRES(self->
 bool sleepUntilEnd(DDS_WaitSet *self, std::int64_t timeout_ns) ZYL_REQUIRES(self->_eventMutex)
 {
     if (hasEnoughEvents(self)) return true;  // Without looking at the clock.
-    const std::int64_t timeoutDeadline_ns = ZYLTime_deadline_ns(platform_now_ns(), timeout_ns);
+    const std::int64_t timeoutDeadline_ns = ZYLTime_deadline_ns(ZYLPlatform_now_ns(), timeout_ns);
     while (!hasEnoughEvents(self)) {
-        const std::int64_t now_ns = platform_now_ns();
+        const std::int64_t now_ns = ZYLPlatform_now_ns();
         if (now_ns >= collectDeadline_ns(self)) return true;
         if (now_ns >= timeoutDeadline_ns) return firstActive(self) != nullptr;
         sleepUntil(self, std::min(collectDeadline_ns(self), timeoutDeadline_ns));
@@ -117,7 +117,7 @@ platform::Parker *DDS_WaitSetAttachment_addEvent(DDS_WaitSetAttachment *self)
     if (self->_mark == DDS_WaitSetMark::due) return nullptr;
     if (self->_mark == DDS_WaitSetMark::idle) {
         self->_mark = DDS_WaitSetMark::fresh;
-        self->_firstEventTime_ns = platform_now_ns();
+        self->_firstEventTime_ns = ZYLPlatform_now_ns();
         VESKInlineList_addNodeToBackEA(&self->_waitSet->_active, &self->_activeNode);
         if (self->_waitSet->_firstFresh == nullptr) self->_waitSet->_firstFresh = self;
     }
@@ -156,9 +156,9 @@ DDS_ReturnCode_t DDS_WaitSet_waitI(DDS_WaitSet *self, struct DDS_ConditionSeq *a
     if (active_conditions == nullptr) return DDS_BAD_PARAMETER(DDS_RETCODE_BAD_PARAMETER, active_conditions);
     if (DDS_Duration_is_valid_timeout(timeout) == 0) return DDS_BAD_PARAMETER(DDS_RETCODE_BAD_PARAMETER, timeout);
 
-    platform_lock(self->_eventMutex);
+    ZYLPlatform_lock(self->_eventMutex);
     if (handoffRead(self->_waitState) != DDS_WAIT_SET_IDLE) {
-        platform_unlock(self->_eventMutex);
+        ZYLPlatform_unlock(self->_eventMutex);
         return DDS_REFUSED(DDS_RETCODE_PRECONDITION_NOT_MET, "another wait is in progress on this wait set");
     }
     handoffWrite(self->_waitState, DDS_WAIT_SET_WAITING);
@@ -166,7 +166,7 @@ DDS_ReturnCode_t DDS_WaitSet_waitI(DDS_WaitSet *self, struct DDS_ConditionSeq *a
     const bool isReported = isActive && fillIn(self, active_conditions);
     if (isReported) makeAllDue(self);
     handoffWrite(self->_waitState, isReported ? DDS_WAIT_SET_WOKEN : DDS_WAIT_SET_IDLE);
-    platform_unlock(self->_eventMutex);
+    ZYLPlatform_unlock(self->_eventMutex);
 
     if (isReported) return DDS_RETCODE_OK;
     if (isActive) return DDS_FAILED(DDS_RETCODE_OUT_OF_RESOURCES, "ensure length of active conditions sequence");

@@ -28,7 +28,7 @@ struct ThreadSettings {
     std::size_t cpuCount = 0;
 };
 
-/// Settings that the system refused; bits of platform_createThread's output.
+/// Settings that the system refused; bits of ZYLPlatform_createThread's output.
 enum Refused : unsigned { refusedName = 1U, refusedStackSize = 2U, refusedPriority = 4U, refusedCpus = 8U };
 
 using ThreadBody = void *(*)(void *);
@@ -62,20 +62,20 @@ extern "C" {
 
 /// Create a thread and let it run. A refused setting is left out and reported.
 /// Returns: null when no thread could be made.
-platform::Thread *platform_createThread(const platform::ThreadSettings &settings, platform::ThreadBody body,
-                                        void *argument, unsigned *refusedOut);
+platform::Thread *ZYLPlatform_createThread(const platform::ThreadSettings &settings, platform::ThreadBody body,
+                                           void *argument, unsigned *refusedOut);
 
 /// Wait until the thread has ended, exit hooks included, and free the record.
 /// Blocks.
-void platform_joinThread(platform::Thread *thread);
+void ZYLPlatform_joinThread(platform::Thread *thread);
 
 /// Read the id and the consumed CPU time of a thread made here.
-/// Returns: false, with nothing written, for a handle that platform_createThread did not make or platform_joinThread
-/// has freed.
-bool platform_threadCpuTime(const void *thread, std::uint64_t *idOut, std::int64_t *cpuTimeOut_ns);
+/// Returns: false, with nothing written, for a handle that ZYLPlatform_createThread did not make or
+/// ZYLPlatform_joinThread has freed.
+bool ZYLPlatform_threadCpuTime(const void *thread, std::uint64_t *idOut, std::int64_t *cpuTimeOut_ns);
 
 /// The calling thread's id, stable for its life.
-std::uint64_t platform_currentThreadId();
+std::uint64_t ZYLPlatform_currentThreadId();
 
 // ---------------------------------------------------------------- storage of a thread
 
@@ -83,44 +83,44 @@ std::uint64_t platform_currentThreadId();
 /// `onExit`, if given, is called with the block's address in every thread that ends and had set the block's first
 /// pointer-sized word to something other than zero. Keys are for ever.
 /// Returns: the key, or `noThreadKey` when the storage of a thread is used up.
-platform::ThreadKey platform_createThreadKey(std::size_t size, void (*onExit)(void *block));
+platform::ThreadKey ZYLPlatform_createThreadKey(std::size_t size, void (*onExit)(void *block));
 
 /// The calling thread's block. Never fails; one address computation.
-void *platform_threadBlock(platform::ThreadKey key);
+void *ZYLPlatform_threadBlock(platform::ThreadKey key);
 
 // ---------------------------------------------------------------- mutex and condition variable
 
 /// `name` appears in dead-lock reports and must outlive the mutex; so for a condition variable.
-void platform_initMutex(platform::Mutex &mutex, const char *name);
-void platform_destroyMutex(platform::Mutex &mutex);
-void platform_lock(platform::Mutex &mutex) ZYL_ACQUIRE(mutex);
-void platform_unlock(platform::Mutex &mutex) ZYL_RELEASE(mutex);
+void ZYLPlatform_initMutex(platform::Mutex &mutex, const char *name);
+void ZYLPlatform_destroyMutex(platform::Mutex &mutex);
+void ZYLPlatform_lock(platform::Mutex &mutex) ZYL_ACQUIRE(mutex);
+void ZYLPlatform_unlock(platform::Mutex &mutex) ZYL_RELEASE(mutex);
 
-void platform_initCondition(platform::Condition &condition, const char *name);
-void platform_destroyCondition(platform::Condition &condition);
+void ZYLPlatform_initCondition(platform::Condition &condition, const char *name);
+void ZYLPlatform_destroyCondition(platform::Condition &condition);
 /// Wait until woken, until the deadline, or for no reason at all; the mutex is released meanwhile.
 /// Blocks.
-void platform_waitCondition(platform::Condition &condition, platform::Mutex &mutex, std::int64_t deadline_ns)
+void ZYLPlatform_waitCondition(platform::Condition &condition, platform::Mutex &mutex, std::int64_t deadline_ns)
     ZYL_REQUIRES(mutex);
-void platform_wakeAll(platform::Condition &condition);
+void ZYLPlatform_wakeAll(platform::Condition &condition);
 
 // ---------------------------------------------------------------- parking
 
-platform::Parker *platform_currentParker();
+platform::Parker *ZYLPlatform_currentParker();
 /// Sleep until unparked (since the last park returned), until the deadline, or for no reason at all.
 /// `reason` names what is waited for, for dead-lock reports; it must stay valid during the call.
 /// Blocks.
-void platform_park(std::int64_t deadline_ns, const char *reason);
-void platform_unpark(platform::Parker *parker);
+void ZYLPlatform_park(std::int64_t deadline_ns, const char *reason);
+void ZYLPlatform_unpark(platform::Parker *parker);
 
 // ---------------------------------------------------------------- time and spinning
 
 /// Monotonic time.
-std::int64_t platform_now_ns();
+std::int64_t ZYLPlatform_now_ns();
 /// Let another thread run.
-void platform_yield();
+void ZYLPlatform_yield();
 /// One turn of a spin loop.
-void platform_pause();
+void ZYLPlatform_pause();
 
 }  // extern "C"
 
@@ -141,8 +141,8 @@ inline void schedulingPoint() {}
 /// Holds a mutex for a scope.
 class ZYL_ANNOTATION_(scoped_lockable) Lock {
 public:
-    explicit Lock(Mutex &mutex) ZYL_ACQUIRE(mutex) : _mutex(mutex) { platform_lock(_mutex); }
-    ~Lock() ZYL_RELEASE() { platform_unlock(_mutex); }
+    explicit Lock(Mutex &mutex) ZYL_ACQUIRE(mutex) : _mutex(mutex) { ZYLPlatform_lock(_mutex); }
+    ~Lock() ZYL_RELEASE() { ZYLPlatform_unlock(_mutex); }
     Lock(const Lock &) = delete;
     Lock &operator=(const Lock &) = delete;
 

@@ -64,7 +64,7 @@ bool takeBySpinning(VESKExclusiveArea *area, unsigned ownMark)
 {
     for (int turn = 0; turn < spinTurns; ++turn) {
         if (takeIfFree(area, ownMark)) return true;
-        platform_pause();
+        ZYLPlatform_pause();
     }
     return false;
 }
@@ -97,9 +97,9 @@ bool takeOrQueue(VESKExclusiveArea *area, VESKExclusiveAreaWaiter &waiter, unsig
 void takeSlowly(VESKExclusiveArea *area)
 {
     if (takeBySpinning(area, 0)) return;
-    VESKExclusiveAreaWaiter waiter = {nullptr, platform_currentParker(), 0};
+    VESKExclusiveAreaWaiter waiter = {nullptr, ZYLPlatform_currentParker(), 0};
     for (unsigned ownMark = 0; !takeOrQueue(area, waiter, ownMark); ownMark = WOKEN) {
-        while (handoffRead(waiter._isWoken) == 0) platform_park(platform::noDeadline_ns, area->_name);
+        while (handoffRead(waiter._isWoken) == 0) ZYLPlatform_park(platform::noDeadline_ns, area->_name);
         if (takeBySpinning(area, WOKEN)) return;
     }
 }
@@ -131,7 +131,7 @@ void release(VESKExclusiveArea *area)
     while (!changeState(area, state, (state & ~LOCKED) | WOKEN)) {
     }
     handoffWrite(waiter->_isWoken, 1);
-    platform_unpark(parker);
+    ZYLPlatform_unpark(parker);
 }
 
 /// Report, once per area, that it is entered although its level is not above all that the worker holds.
@@ -171,7 +171,7 @@ VESKExclusiveArea *VESKWorkerFactory_createExclusiveAreaEx(VESKWorkerFactory *se
     char *ownName = reinterpret_cast<char *>(area + 1);
     std::memcpy(ownName, name, nameSize);
     *area = {0, nullptr, 0, nullptr, level, 0, ownName, {}, nullptr, nullptr};
-    platform_initMutex(area->_queueMutex, "queue of an exclusive area");
+    ZYLPlatform_initMutex(area->_queueMutex, "queue of an exclusive area");
     return area;
 }
 
@@ -179,9 +179,9 @@ void VESKWorkerFactory_destroyExclusiveArea(VESKWorkerFactory *self, VESKExclusi
 {
     if (area == nullptr) return;
     // After a leave that failed the calling worker can still have it in its chain.
-    if (self != nullptr && area->_owner != nullptr && area->_owner == platform_threadBlock(self->_workerKey))
+    if (self != nullptr && area->_owner != nullptr && area->_owner == ZYLPlatform_threadBlock(self->_workerKey))
         forgetHeld(area->_owner, area);
-    platform_destroyMutex(area->_queueMutex);
+    ZYLPlatform_destroyMutex(area->_queueMutex);
     ZYLOsapiHeap_freeStructure(area);
 }
 

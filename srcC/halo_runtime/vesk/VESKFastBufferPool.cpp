@@ -169,7 +169,7 @@ VESKFastBufferPool *VESKFastBufferPool_newWithParams(
              nullptr,
              0,
              {}};
-    platform_initMutex(self->_mutex, "buffer pool");
+    ZYLPlatform_initMutex(self->_mutex, "buffer pool");
     // A pool that allocates every buffer by itself has nothing to prepare.
     const int initial = property->dynamicAlloc == 0 ? property->growth.initial : 0;
     if (initial == 0 || addChunk(self, initial)) return self;
@@ -201,6 +201,6 @@ void VESKFastBufferPool_delete(VESKFastBufferPool *self)
 {
     if (self == nullptr) return;
     while (self->_firstChunk != nullptr) removeChunk(self, self->_firstChunk);
-    platform_destroyMutex(self->_mutex);
+    ZYLPlatform_destroyMutex(self->_mutex);
     ZYLOsapiHeap_freeStructure(self);
 }

@@ -12,7 +12,7 @@ namespace {
 
 VESKWorkerFactory *theFactory()
 {
-    static VESKWorkerFactory factory = {platform_createThreadKey(sizeof(VESKWorker), nullptr)};
+    static VESKWorkerFactory factory = {ZYLPlatform_createThreadKey(sizeof(VESKWorker), nullptr)};
     return &factory;
 }
 
@@ -25,7 +25,7 @@ int VESKWorkerPerThread_initialize(struct VESKWorkerPerThread *self)
     // it.
     while (handoffRead(self->_workerFactory) == nullptr) {
         if (handoffExchange(self->_isBeingInitialized, 1) != 0) {
-            platform_yield();
+            ZYLPlatform_yield();
             continue;
         }
         if (handoffRead(self->_workerFactory) != nullptr) break;
@@ -45,7 +45,7 @@ int VESKWorkerPerThread_initialize(struct VESKWorkerPerThread *self)
 
 VESKWorker *VESKWorkerPerThread_getWorker(struct VESKWorkerPerThread *self)
 {
-    auto *worker = static_cast<VESKWorker *>(platform_threadBlock(self->_workerTssKey));
+    auto *worker = static_cast<VESKWorker *>(ZYLPlatform_threadBlock(self->_workerTssKey));
     if (worker->_isInitialized == 0) {
         worker->_isInitialized = 1;
         ZYLOsapiUtility_strncpy(worker->_name, VESK_WORKER_NAME_SIZE - 1, "application thread",

@@ -38,7 +38,7 @@ SinkPair currentSink()
         const SinkPair pair = {sinkFunction.load(std::memory_order_acquire), sinkData.load(std::memory_order_acquire)};
         const unsigned after = sinkSequence.load(std::memory_order_relaxed);
         if (before == after && (before & 1U) == 0) return pair;
-        platform_pause();
+        ZYLPlatform_pause();
     }
 }
 
@@ -70,8 +70,8 @@ void flushAtExit(void *block)
 /// The calling thread's line, or null when the storage of a thread is used up.
 LineBuffer *currentLine()
 {
-    static const platform::ThreadKey key = platform_createThreadKey(sizeof(LineBuffer), flushAtExit);
-    return key != platform::noThreadKey ? static_cast<LineBuffer *>(platform_threadBlock(key)) : nullptr;
+    static const platform::ThreadKey key = ZYLPlatform_createThreadKey(sizeof(LineBuffer), flushAtExit);
+    return key != platform::noThreadKey ? static_cast<LineBuffer *>(ZYLPlatform_threadBlock(key)) : nullptr;
 }
 
 /// Append; a line that is too long goes out in parts.
@@ -140,7 +140,7 @@ void ZYLLog_setSink(ZYLLogSink sink, void *sink_data)
     unsigned sequence = sinkSequence.load(std::memory_order_relaxed);
     while ((sequence & 1U) != 0 ||
            !sinkSequence.compare_exchange_weak(sequence, sequence + 1, std::memory_order_acquire)) {
-        platform_pause();
+        ZYLPlatform_pause();
         sequence = sinkSequence.load(std::memory_order_relaxed);
     }
     sinkFunction.store(sink, std::memory_order_release);

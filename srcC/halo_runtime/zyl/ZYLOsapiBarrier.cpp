@@ -22,8 +22,8 @@ ZYLOsapiBarrier *ZYLOsapiBarrier_new(uint32_t count)
     if (count == 0) return nullptr;
     auto *self = ZYLOsapiHeap_allocateStructure<ZYLOsapiBarrier>("struct ZYLOsapiBarrier");
     if (self == nullptr) return nullptr;
-    platform_initMutex(self->_mutex, "barrier");
-    platform_initCondition(self->_isCycleOver, "barrier");
+    ZYLPlatform_initMutex(self->_mutex, "barrier");
+    ZYLPlatform_initCondition(self->_isCycleOver, "barrier");
     self->_partyCount = count;
     const platform::Lock lock(self->_mutex);
     self->_arrivedCount = 0;
@@ -41,11 +41,11 @@ int ZYLOsapiBarrier_wait(ZYLOsapiBarrier *self)
     if (++self->_arrivedCount == self->_partyCount) {
         self->_arrivedCount = 0;
         ++self->_generation;
-        platform_wakeAll(self->_isCycleOver);
+        ZYLPlatform_wakeAll(self->_isCycleOver);
         return ZYL_OSAPI_SEMAPHORE_STATUS_OK;
     }
     while (self->_generation == generation && !self->_isAborted)
-        platform_waitCondition(self->_isCycleOver, self->_mutex, platform::noDeadline_ns);
+        ZYLPlatform_waitCondition(self->_isCycleOver, self->_mutex, platform::noDeadline_ns);
     // A cycle that was complete before the abort stays complete for those who wake up late.
     return self->_generation != generation ? ZYL_OSAPI_SEMAPHORE_STATUS_OK : ZYL_OSAPI_SEMAPHORE_STATUS_ERROR;
 }
@@ -55,7 +55,7 @@ void ZYLOsapiBarrier_abort(ZYLOsapiBarrier *self)
     if (self == nullptr) return;
     const platform::Lock lock(self->_mutex);
     self->_isAborted = true;
-    platform_wakeAll(self->_isCycleOver);
+    ZYLPlatform_wakeAll(self->_isCycleOver);
 }
 
 void ZYLOsapiBarrier_reset(ZYLOsapiBarrier *self)
@@ -69,7 +69,7 @@ void ZYLOsapiBarrier_reset(ZYLOsapiBarrier *self)
 void ZYLOsapiBarrier_delete(ZYLOsapiBarrier *self)
 {
     if (self == nullptr) return;
-    platform_destroyCondition(self->_isCycleOver);
-    platform_destroyMutex(self->_mutex);
+    ZYLPlatform_destroyCondition(self->_isCycleOver);
+    ZYLPlatform_destroyMutex(self->_mutex);
     ZYLOsapiHeap_freeStructure(self);
 }

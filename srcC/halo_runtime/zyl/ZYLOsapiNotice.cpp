@@ -10,17 +10,17 @@
 void ZYLOsapiNotice_initialize(struct ZYLOsapiNotice *self)
 {
     self->_isRaised = 0;
-    self->_waiter = platform_currentParker();
+    self->_waiter = ZYLPlatform_currentParker();
 }
 
 void ZYLOsapiNotice_wait(struct ZYLOsapiNotice *self, const char *reason)
 {
-    while (handoffRead(self->_isRaised) == 0) platform_park(platform::noDeadline_ns, reason);
+    while (handoffRead(self->_isRaised) == 0) ZYLPlatform_park(platform::noDeadline_ns, reason);
 }
 
 void ZYLOsapiNotice_raise(struct ZYLOsapiNotice *self)
 {
     auto *waiter = static_cast<platform::Parker *>(self->_waiter);
     handoffWrite(self->_isRaised, 1);
-    platform_unpark(waiter);
+    ZYLPlatform_unpark(waiter);
 }

@@ -20,8 +20,8 @@ ZYLOsapiSemaphore *ZYLOsapiSemaphore_new(const char *name)
     auto *self = ZYLOsapiHeap_allocateStructure<ZYLOsapiSemaphore>("struct ZYLOsapiSemaphore");
     if (self == nullptr) return nullptr;
     const char *shownName = name != nullptr ? name : "semaphore";
-    platform_initMutex(self->_mutex, shownName);
-    platform_initCondition(self->_isGiven, shownName);
+    ZYLPlatform_initMutex(self->_mutex, shownName);
+    ZYLPlatform_initCondition(self->_isGiven, shownName);
     const platform::Lock lock(self->_mutex);
     self->_count = 0;
     self->_takerCount = 0;
@@ -31,8 +31,8 @@ ZYLOsapiSemaphore *ZYLOsapiSemaphore_new(const char *name)
 void ZYLOsapiSemaphore_delete(ZYLOsapiSemaphore *self)
 {
     if (self == nullptr) return;
-    platform_destroyCondition(self->_isGiven);
-    platform_destroyMutex(self->_mutex);
+    ZYLPlatform_destroyCondition(self->_isGiven);
+    ZYLPlatform_destroyMutex(self->_mutex);
     ZYLOsapiHeap_freeStructure(self);
 }
 
@@ -41,7 +41,7 @@ int ZYLOsapiSemaphore_give(ZYLOsapiSemaphore *self)
     if (self == nullptr) return ZYL_OSAPI_SEMAPHORE_STATUS_ERROR;
     const platform::Lock lock(self->_mutex);
     ++self->_count;
-    if (self->_takerCount != 0) platform_wakeAll(self->_isGiven);
+    if (self->_takerCount != 0) ZYLPlatform_wakeAll(self->_isGiven);
     return ZYL_OSAPI_SEMAPHORE_STATUS_OK;
 }
 
@@ -52,10 +52,10 @@ int ZYLOsapiSemaphore_take(ZYLOsapiSemaphore *self, const struct ZYLNtpTime *tim
     const platform::Lock lock(self->_mutex);
     if (self->_count == 0) {
         const std::int64_t deadline_ns =
-            timeout_ns != INT64_MAX ? ZYLTime_deadline_ns(platform_now_ns(), timeout_ns) : platform::noDeadline_ns;
+            timeout_ns != INT64_MAX ? ZYLTime_deadline_ns(ZYLPlatform_now_ns(), timeout_ns) : platform::noDeadline_ns;
         ++self->_takerCount;
-        while (self->_count == 0 && (deadline_ns == platform::noDeadline_ns || platform_now_ns() < deadline_ns))
-            platform_waitCondition(self->_isGiven, self->_mutex, deadline_ns);
+        while (self->_count == 0 && (deadline_ns == platform::noDeadline_ns || ZYLPlatform_now_ns() < deadline_ns))
+            ZYLPlatform_waitCondition(self->_isGiven, self->_mutex, deadline_ns);
         --self->_takerCount;
         if (self->_count == 0) return ZYL_OSAPI_SEMAPHORE_STATUS_TIMEOUT;
     }

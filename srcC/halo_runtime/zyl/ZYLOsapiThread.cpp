@@ -12,7 +12,7 @@
 
 uint64_t ZYLOsapiThread_getCurrentThreadID(void)
 {
-    return platform_currentThreadId();
+    return ZYLPlatform_currentThreadId();
 }
 
 void ZYLOsapiThread_createThreadName(char *nameOut, const char *prefix, int index, const char *moduleMark)
@@ -44,7 +44,7 @@ int ZYLOsapiThread_getCpuInfo(void *threadHandle, struct ZYLOsapiThreadCpuInfo *
 {
     std::uint64_t id = 0;
     std::int64_t cpuTime_ns = 0;
-    if (cpuInfo == nullptr || !platform_threadCpuTime(threadHandle, &id, &cpuTime_ns)) return 0;
+    if (cpuInfo == nullptr || !ZYLPlatform_threadCpuTime(threadHandle, &id, &cpuTime_ns)) return 0;
     cpuInfo->id = id;
     ZYLNtpTime_from_ns(&cpuInfo->cpuTime, cpuTime_ns);
     return 1;
@@ -52,5 +52,5 @@ int ZYLOsapiThread_getCpuInfo(void *threadHandle, struct ZYLOsapiThreadCpuInfo *
 
 void ZYLOsapiThread_yield(void)
 {
-    platform_yield();
+    ZYLPlatform_yield();
 }

@@ -7,16 +7,16 @@
 
 int ZYLOsapiTss_createKey(uint32_t *keyOut)
 {
-    *keyOut = platform_createThreadKey(sizeof(void *), nullptr);
+    *keyOut = ZYLPlatform_createThreadKey(sizeof(void *), nullptr);
     return *keyOut != platform::noThreadKey ? 1 : 0;
 }
 
 void *ZYLOsapiTss_get(uint32_t key)
 {
-    return *static_cast<void **>(platform_threadBlock(key));
+    return *static_cast<void **>(ZYLPlatform_threadBlock(key));
 }
 
 void ZYLOsapiTss_set(uint32_t key, void *value)
 {
-    *static_cast<void **>(platform_threadBlock(key)) = value;
+    *static_cast<void **>(ZYLPlatform_threadBlock(key)) = value;
 }

@@ -1,7 +1,7 @@
 /// @file
 /// The double of DDS_AsyncWaitSetThread_initialize. It is noted with the record's index.
+#include "AwsInternals.hpp"
 #include "Double.hpp"
-#include "halo_utility/AsyncWaitSet.pkg.h"
 
 DOUBLE(
     2, DDS_AsyncWaitSetThread_initialize, .failure = 0,

@@ -1,7 +1,7 @@
 /// @file
 /// The double of DDS_AsyncWaitSet_promoteNewLeader. It is noted with the thread's index.
+#include "AwsInternals.hpp"
 #include "Double.hpp"
-#include "halo_utility/AsyncWaitSet.pkg.h"
 
 DOUBLE(
     2, DDS_AsyncWaitSet_promoteNewLeader, .failure = 0,

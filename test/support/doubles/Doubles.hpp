@@ -9,10 +9,10 @@
 /// and is then linked with their doubles, a file each in this folder. A double calls the real service and nothing else
 /// until a test makes a `Doubles`, usually as a member of its fixture:
 ///
-///     doubles.on("DDS_WaitSet_attach_condition").fail(1);                            // the next call, once
-///     doubles.on("DDS_WaitSet_attach_condition").fail(2, DDS_RETCODE_TIMEOUT);       // the one after it, with this
-///     code doubles.on("DDS_WaitSet_mask_condition").with(condition).failFrom(1);          // of this condition, every
-///     one doubles.on("DDS_Condition_dispatch").before([&](DDS_Condition *c) { ... });    // or without parameters
+///     doubles.on("DDS_WaitSet_attach_condition").fail(1);                       // the next call, once
+///     doubles.on("DDS_WaitSet_attach_condition").fail(2, DDS_RETCODE_TIMEOUT);  // the one after it, with this code
+///     doubles.on("DDS_WaitSet_mask_condition").with(condition).failFrom(1);     // of this condition, every one
+///     doubles.on("DDS_Condition_dispatch").before([&](DDS_Condition *c) {});    // or without parameters
 ///     EXPECT_THAT(doubles.calls(), ElementsAre("DDS_WaitSet_mask_condition(A, 0)"));
 ///
 /// Threads: only calls on the thread that made the `Doubles` are noted, fail or are acted on, so that a fault on the

@@ -72,7 +72,7 @@ SimThread::SimThread(const char *name, std::function<void()> body) : _body(std::
         static_cast<SimThread *>(argument)->_body();
         return nullptr;
     };
-    _thread = platform_createThread(settings, runBody, this, nullptr);
+    _thread = ZYLPlatform_createThread(settings, runBody, this, nullptr);
     EXPECT_NE(_thread, nullptr) << "no thread " << name;
 }
 
@@ -86,5 +86,5 @@ void SimThread::join()
     if (_thread == nullptr) return;
     platform::Thread *thread = _thread;
     _thread = nullptr;
-    platform_joinThread(thread);
+    ZYLPlatform_joinThread(thread);
 }

@@ -42,13 +42,13 @@ void give(platform::Mutex &mutex)
 
 }  // namespace
 
-void platform_initMutex(platform::Mutex &mutex, const char *name)
+void ZYLPlatform_initMutex(platform::Mutex &mutex, const char *name)
 {
     const Unseen unseen;
     new (mutex.storage) sim::MutexState{name, nullptr};
 }
 
-void platform_destroyMutex(platform::Mutex &mutex)
+void ZYLPlatform_destroyMutex(platform::Mutex &mutex)
 {
     const Unseen unseen;
     const sim::MutexState &state = stateOf(mutex);
@@ -57,27 +57,27 @@ void platform_destroyMutex(platform::Mutex &mutex)
     }
 }
 
-void platform_lock(platform::Mutex &mutex) ZYL_NOT_ANALYZED
+void ZYLPlatform_lock(platform::Mutex &mutex) ZYL_NOT_ANALYZED
 {
     const Unseen unseen;
     if (machine.isRunning) sim::schedule(sim::Operation::lock);
     take(mutex);
 }
 
-void platform_unlock(platform::Mutex &mutex) ZYL_NOT_ANALYZED
+void ZYLPlatform_unlock(platform::Mutex &mutex) ZYL_NOT_ANALYZED
 {
     const Unseen unseen;
     give(mutex);
     if (machine.isRunning) sim::schedule(sim::Operation::unlock);
 }
 
-void platform_initCondition(platform::Condition &condition, const char *name)
+void ZYLPlatform_initCondition(platform::Condition &condition, const char *name)
 {
     const Unseen unseen;
     new (condition.storage) sim::ConditionState{name};
 }
 
-void platform_destroyCondition(platform::Condition &condition)
+void ZYLPlatform_destroyCondition(platform::Condition &condition)
 {
     const Unseen unseen;
     const sim::ConditionState &state = stateOf(condition);
@@ -88,8 +88,8 @@ void platform_destroyCondition(platform::Condition &condition)
     }
 }
 
-void platform_waitCondition(platform::Condition &condition, platform::Mutex &mutex,
-                            std::int64_t deadline_ns) ZYL_NOT_ANALYZED
+void ZYLPlatform_waitCondition(platform::Condition &condition, platform::Mutex &mutex,
+                               std::int64_t deadline_ns) ZYL_NOT_ANALYZED
 {
     const Unseen unseen;
     const sim::ConditionState &state = stateOf(condition);
@@ -103,7 +103,7 @@ void platform_waitCondition(platform::Condition &condition, platform::Mutex &mut
     take(mutex);
 }
 
-void platform_wakeAll(platform::Condition &condition)
+void ZYLPlatform_wakeAll(platform::Condition &condition)
 {
     const Unseen unseen;
     sim::wakeWaiters(sim::WaitKind::condition, &stateOf(condition));

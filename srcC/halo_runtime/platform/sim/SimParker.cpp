@@ -68,13 +68,13 @@ void giveParkerBack(Thread *thread)
 
 }  // namespace sim
 
-Parker *platform_currentParker()
+Parker *ZYLPlatform_currentParker()
 {
     const Unseen unseen;
     return ownParker();
 }
 
-void platform_park(std::int64_t deadline_ns, const char *reason)
+void ZYLPlatform_park(std::int64_t deadline_ns, const char *reason)
 {
     const Unseen unseen;
     Parker *parker = ownParker();
@@ -93,7 +93,7 @@ void platform_park(std::int64_t deadline_ns, const char *reason)
     sim::acquireFrom(parker);
 }
 
-void platform_unpark(Parker *parker)
+void ZYLPlatform_unpark(Parker *parker)
 {
     const Unseen unseen;
     sim::releaseTo(parker);

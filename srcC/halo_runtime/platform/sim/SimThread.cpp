@@ -42,7 +42,7 @@ void runExitHooks()
                 if (index >= hookCount) break;
                 hook = hooks[index];
             }
-            void *block = platform_threadBlock(hook.key);
+            void *block = ZYLPlatform_threadBlock(hook.key);
             auto &mark = *static_cast<std::uintptr_t *>(block);
             if (mark == 0) continue;
             hook.call(block);
@@ -55,8 +55,8 @@ void runExitHooks()
 
 }  // namespace sim
 
-platform::Thread *platform_createThread(const platform::ThreadSettings &settings, platform::ThreadBody body,
-                                        void *argument, unsigned *refusedOut)
+platform::Thread *ZYLPlatform_createThread(const platform::ThreadSettings &settings, platform::ThreadBody body,
+                                           void *argument, unsigned *refusedOut)
 {
     const Unseen unseen;
     if (refusedOut != nullptr) *refusedOut = 0;
@@ -68,7 +68,7 @@ platform::Thread *platform_createThread(const platform::ThreadSettings &settings
     return thread;
 }
 
-void platform_joinThread(platform::Thread *thread)
+void ZYLPlatform_joinThread(platform::Thread *thread)
 {
     const Unseen unseen;
     // The threads of a failed run never end, and whoever tidies up after it must not wait for them.
@@ -85,7 +85,7 @@ void platform_joinThread(platform::Thread *thread)
     sim::freeThread(thread);
 }
 
-bool platform_threadCpuTime(const void *thread, std::uint64_t *idOut, std::int64_t *cpuTimeOut_ns)
+bool ZYLPlatform_threadCpuTime(const void *thread, std::uint64_t *idOut, std::int64_t *cpuTimeOut_ns)
 {
     const Unseen unseen;
     if (!sim::isKnownThread(thread)) return false;
@@ -95,13 +95,13 @@ bool platform_threadCpuTime(const void *thread, std::uint64_t *idOut, std::int64
     return true;
 }
 
-std::uint64_t platform_currentThreadId()
+std::uint64_t ZYLPlatform_currentThreadId()
 {
     const Unseen unseen;
     return machine.current->id;
 }
 
-platform::ThreadKey platform_createThreadKey(std::size_t size, void (*onExit)(void *block))
+platform::ThreadKey ZYLPlatform_createThreadKey(std::size_t size, void (*onExit)(void *block))
 {
     const Unseen unseen;
     const std::size_t rounded = (std::max(size, sizeof(void *)) + alignment - 1) / alignment * alignment;
@@ -113,25 +113,25 @@ platform::ThreadKey platform_createThreadKey(std::size_t size, void (*onExit)(vo
     return key;
 }
 
-void *platform_threadBlock(platform::ThreadKey key)
+void *ZYLPlatform_threadBlock(platform::ThreadKey key)
 {
     const Unseen unseen;
     return machine.current->storage + key;
 }
 
-void platform_yield()
+void ZYLPlatform_yield()
 {
     const Unseen unseen;
     if (machine.isRunning) sim::schedule(sim::Operation::yield);
 }
 
-void platform_pause()
+void ZYLPlatform_pause()
 {
     const Unseen unseen;
     if (machine.isRunning) sim::schedule(sim::Operation::pause);
 }
 
-std::int64_t platform_now_ns()
+std::int64_t ZYLPlatform_now_ns()
 {
     const Unseen unseen;
     return ++machine.now_ns;

@@ -6,7 +6,7 @@
 
 #include "../Platform.hpp"
 
-std::int64_t platform_now_ns()
+std::int64_t ZYLPlatform_now_ns()
 {
     constexpr std::int64_t nanosecondsPerSecond = 1'000'000'000;
     timespec time{};
@@ -14,12 +14,12 @@ std::int64_t platform_now_ns()
     return static_cast<std::int64_t>(time.tv_sec) * nanosecondsPerSecond + time.tv_nsec;
 }
 
-void platform_yield()
+void ZYLPlatform_yield()
 {
     sched_yield();
 }
 
-void platform_pause()
+void ZYLPlatform_pause()
 {
 #if defined(__x86_64__) || defined(__i386__)
     __builtin_ia32_pause();

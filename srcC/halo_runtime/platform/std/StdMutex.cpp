@@ -51,42 +51,42 @@ void waitUntil(pthread_cond_t *condition, pthread_mutex_t *mutex, std::int64_t d
 
 }  // namespace platform
 
-void platform_initMutex(platform::Mutex &mutex, const char * /*name*/)
+void ZYLPlatform_initMutex(platform::Mutex &mutex, const char * /*name*/)
 {
     pthread_mutex_init(new (mutex.storage) pthread_mutex_t, nullptr);
 }
 
-void platform_destroyMutex(platform::Mutex &mutex)
+void ZYLPlatform_destroyMutex(platform::Mutex &mutex)
 {
     pthread_mutex_destroy(systemMutex(mutex));
 }
 
-void platform_lock(platform::Mutex &mutex) ZYL_NOT_ANALYZED
+void ZYLPlatform_lock(platform::Mutex &mutex) ZYL_NOT_ANALYZED
 {
     pthread_mutex_lock(systemMutex(mutex));
 }
 
-void platform_unlock(platform::Mutex &mutex) ZYL_NOT_ANALYZED
+void ZYLPlatform_unlock(platform::Mutex &mutex) ZYL_NOT_ANALYZED
 {
     pthread_mutex_unlock(systemMutex(mutex));
 }
 
-void platform_initCondition(platform::Condition &condition, const char * /*name*/)
+void ZYLPlatform_initCondition(platform::Condition &condition, const char * /*name*/)
 {
     platform::initMonotonicCondition(new (condition.storage) pthread_cond_t);
 }
 
-void platform_destroyCondition(platform::Condition &condition)
+void ZYLPlatform_destroyCondition(platform::Condition &condition)
 {
     pthread_cond_destroy(systemCondition(condition));
 }
 
-void platform_waitCondition(platform::Condition &condition, platform::Mutex &mutex, std::int64_t deadline_ns)
+void ZYLPlatform_waitCondition(platform::Condition &condition, platform::Mutex &mutex, std::int64_t deadline_ns)
 {
     platform::waitUntil(systemCondition(condition), systemMutex(mutex), deadline_ns);
 }
 
-void platform_wakeAll(platform::Condition &condition)
+void ZYLPlatform_wakeAll(platform::Condition &condition)
 {
     pthread_cond_broadcast(systemCondition(condition));
 }

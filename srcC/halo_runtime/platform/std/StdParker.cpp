@@ -85,7 +85,7 @@ void giveParkerBack()
 
 }  // namespace platform
 
-Parker *platform_currentParker()
+Parker *ZYLPlatform_currentParker()
 {
     platform::ThreadLocals &own = threadLocals;
     if (own.parker == nullptr) [[unlikely]] {
@@ -95,9 +95,9 @@ Parker *platform_currentParker()
     return own.parker;
 }
 
-void platform_park(std::int64_t deadline_ns, const char * /*reason*/)
+void ZYLPlatform_park(std::int64_t deadline_ns, const char * /*reason*/)
 {
-    Parker *self = platform_currentParker();
+    Parker *self = ZYLPlatform_currentParker();
     if (takeToken(self)) return;
     pthread_mutex_lock(&self->mutex);
     int found = Parker::empty;
@@ -110,7 +110,7 @@ void platform_park(std::int64_t deadline_ns, const char * /*reason*/)
 
 // The one who parks sets `asleep` and goes to sleep under the mutex: with the mutex once in hand, the signal finds it
 // asleep, or already gone. The signal itself needs no mutex, and the thread would wake up only to wait for it.
-void platform_unpark(Parker *parker)
+void ZYLPlatform_unpark(Parker *parker)
 {
     if (parker->word.exchange(Parker::token, std::memory_order_acq_rel) != Parker::asleep) return;
     pthread_mutex_lock(&parker->mutex);

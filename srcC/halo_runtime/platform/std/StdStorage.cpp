@@ -90,7 +90,7 @@ void installExitHandler()
 
 }  // namespace platform
 
-ThreadKey platform_createThreadKey(std::size_t size, void (*onExit)(void *block))
+ThreadKey ZYLPlatform_createThreadKey(std::size_t size, void (*onExit)(void *block))
 {
     const std::size_t rounded = (std::max(size, sizeof(void *)) + alignment - 1) / alignment * alignment;
     ThreadKey key = platform::noThreadKey;
@@ -105,7 +105,7 @@ ThreadKey platform_createThreadKey(std::size_t size, void (*onExit)(void *block)
     return key;
 }
 
-void *platform_threadBlock(ThreadKey key)
+void *ZYLPlatform_threadBlock(ThreadKey key)
 {
     if (!threadLocals.hasExitHandler) [[unlikely]]
         platform::installExitHandler();

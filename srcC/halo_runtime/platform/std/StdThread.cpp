@@ -73,7 +73,7 @@ void *runThread(void *argument)
 
     pthread_mutex_lock(&recordsMutex);
     self->thread = pthread_self();
-    self->id = platform_currentThreadId();
+    self->id = ZYLPlatform_currentThreadId();
     self->isNameRefused = isNameRefused;
     self->state = Thread::State::running;
     pthread_cond_broadcast(&isPublished);
@@ -192,8 +192,8 @@ void noteEnd()
 
 }  // namespace platform
 
-Thread *platform_createThread(const ThreadSettings &settings, platform::ThreadBody body, void *argument,
-                              unsigned *refusedOut)
+Thread *ZYLPlatform_createThread(const ThreadSettings &settings, platform::ThreadBody body, void *argument,
+                                 unsigned *refusedOut)
 {
     unsigned refused = 0;
     auto *record = new (std::nothrow) Thread{};
@@ -225,7 +225,7 @@ Thread *platform_createThread(const ThreadSettings &settings, platform::ThreadBo
     return record;
 }
 
-void platform_joinThread(Thread *thread)
+void ZYLPlatform_joinThread(Thread *thread)
 {
     pthread_join(thread->thread, nullptr);
     pthread_mutex_lock(&recordsMutex);
@@ -235,7 +235,7 @@ void platform_joinThread(Thread *thread)
 }
 
 // A running thread cannot end before it has the mutex, so its clock is there while the mutex is held.
-bool platform_threadCpuTime(const void *thread, std::uint64_t *idOut, std::int64_t *cpuTimeOut_ns)
+bool ZYLPlatform_threadCpuTime(const void *thread, std::uint64_t *idOut, std::int64_t *cpuTimeOut_ns)
 {
     pthread_mutex_lock(&recordsMutex);
     const Thread *record = records;
@@ -254,7 +254,7 @@ bool platform_threadCpuTime(const void *thread, std::uint64_t *idOut, std::int64
     return isKnown;
 }
 
-std::uint64_t platform_currentThreadId()
+std::uint64_t ZYLPlatform_currentThreadId()
 {
     if (threadLocals.id == 0) threadLocals.id = static_cast<std::uint64_t>(gettid());
     return threadLocals.id;

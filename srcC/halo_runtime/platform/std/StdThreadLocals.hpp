@@ -22,7 +22,7 @@ struct ThreadLocals {
     bool hasExitHandler;  ///< Whether the end of the thread will be noticed.
     std::uint64_t id;     ///< 0 until first asked for.
     Parker *parker;       ///< Null until first asked for.
-    Thread *record;       ///< Null unless platform_createThread made the thread.
+    Thread *record;       ///< Null unless ZYLPlatform_createThread made the thread.
 };
 
 /// One offset from the thread pointer, without a look-up.

@@ -1,6 +1,6 @@
 /// @file
-/// The double of platform_unpark.
+/// The double of ZYLPlatform_lock.
 #include "Double.hpp"
 #include "halo_runtime/platform/Platform.hpp"
 
-DOUBLE(1, platform_unpark);
+DOUBLE(1, ZYLPlatform_lock);

@@ -1,6 +1,6 @@
 /// @file
-/// The double of platform_park.
+/// The double of ZYLPlatform_unpark.
 #include "Double.hpp"
 #include "halo_runtime/platform/Platform.hpp"
 
-DOUBLE(2, platform_park, .shown = {1});
+DOUBLE(1, ZYLPlatform_unpark);

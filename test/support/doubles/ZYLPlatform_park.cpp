@@ -1,6 +1,6 @@
 /// @file
-/// The double of platform_lock.
+/// The double of ZYLPlatform_park.
 #include "Double.hpp"
 #include "halo_runtime/platform/Platform.hpp"
 
-DOUBLE(1, platform_lock);
+DOUBLE(2, ZYLPlatform_park, .shown = {1});

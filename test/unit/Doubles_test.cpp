@@ -181,6 +181,17 @@ TEST_F(DoublesTest, failing_from_a_call_on_lasts_until_it_is_healed)
     EXPECT_EQ(mask(a), ok);
 }
 
+TEST_F(DoublesTest, what_is_planned_for_good_outlasts_healing)
+{
+    doubles.on("DDS_WaitSet_attach_condition").forGood().instead([] { return DDS_RETCODE_NO_DATA; });
+    doubles.on("DDS_WaitSet_attach_condition").failFrom(1);
+    EXPECT_EQ(attach(a), usual);
+    doubles.on("DDS_WaitSet_attach_condition").heal();
+    EXPECT_EQ(attach(a), DDS_RETCODE_NO_DATA);
+    doubles.heal();
+    EXPECT_EQ(attach(a), DDS_RETCODE_NO_DATA);
+}
+
 TEST_F(DoublesTest, a_chosen_value_is_what_the_service_returns)
 {
     doubles.on("DDS_WaitSet_attach_condition").fail(1, DDS_RETCODE_TIMEOUT).failFrom(2, DDS_RETCODE_NO_DATA);

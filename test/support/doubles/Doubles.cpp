@@ -27,10 +27,16 @@ struct Rule {
     std::vector<Value> values;
     std::any predicate;
     bool isForEveryThread = false;
+    bool isForGood = false;
     enum class Noting { plain, text, function, none } noting = Noting::plain;
     std::string text;
     std::any textFunction;
     std::vector<Step> steps;
+
+    void heal()
+    {
+        if (!isForGood) steps.clear();
+    }
 };
 
 }  // namespace doubled
@@ -217,12 +223,19 @@ DoubledService &DoubledService::failFrom(int nth)
     return plan(Kind::fail, nth, true, {});
 }
 
+DoubledService &DoubledService::forGood()
+{
+    const Inside inside;
+    _rule->isForGood = true;
+    return *this;
+}
+
 DoubledService &DoubledService::heal()
 {
     const Inside inside;
     const auto rules = _owner->_rules.find(_service);
     if (rules != _owner->_rules.end())
-        for (const std::shared_ptr<Rule> &rule : rules->second) rule->steps.clear();
+        for (const std::shared_ptr<Rule> &rule : rules->second) rule->heal();
     return *this;
 }
 
@@ -349,7 +362,7 @@ void Doubles::heal()
 {
     const Inside inside;
     for (auto &[service, rules] : _rules)
-        for (const std::shared_ptr<Rule> &rule : rules) rule->steps.clear();
+        for (const std::shared_ptr<Rule> &rule : rules) rule->heal();
 }
 
 void Doubles::setName(const void *object, const std::string &name)

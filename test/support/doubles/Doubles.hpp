@@ -171,6 +171,8 @@ public:
         return plan(doubled::Kind::instead, nth, false, std::function{std::move(action)});
     }
 
+    /// Healing does not touch what this rule plans: for a fixture that needs it whatever a test does.
+    DoubledService &forGood();
     /// Nothing that was planned for calls of the service, by this rule or another, happens any more. How they are noted
     /// stays.
     DoubledService &heal();

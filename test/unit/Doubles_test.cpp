@@ -81,6 +81,8 @@ TEST_F(DoublesTest, calls_are_listed_in_order_with_what_tells_them_apart)
                                              "DDS_WaitSet_mask_condition(A, 0)", "DDS_WaitSet_mask_condition(B, 1)"));
     EXPECT_THAT(doubles.callsOf({"DDS_WaitSet_mask_condition"}),
                 ElementsAre("DDS_WaitSet_mask_condition(A, 0)", "DDS_WaitSet_mask_condition(B, 1)"));
+    EXPECT_THAT(doubles.callsOf({"DDS_WaitSet_mask_condition(B, 1)", "DDS_WaitSet_attach_condition(A)"}),
+                ElementsAre("DDS_WaitSet_attach_condition(A)", "DDS_WaitSet_mask_condition(B, 1)"));
     EXPECT_EQ(doubles.count("DDS_WaitSet_attach_condition"), 2);
     EXPECT_EQ(doubles.count("DDS_WaitSet_mask_condition(A, 0)"), 1);
     EXPECT_EQ(doubles.count("DDS_WaitSet_mask_condition(A, 1)"), 0);
@@ -474,6 +476,8 @@ TEST_F(DoublesTest, a_service_that_the_program_does_not_replace_fails_the_test)
     EXPECT_NONFATAL_FAILURE(asked->on("DDS_WaitSet_new").fail(1).as("x").heal(),
                             "this program does not replace DDS_WaitSet_new: put the line "
                             "`// Replaces: DDS_WaitSet_new` at the top of the test file");
+    EXPECT_NONFATAL_FAILURE(EXPECT_EQ(asked->count("DDS_WaitSet_new(A)"), 0), "does not replace DDS_WaitSet_new:");
+    EXPECT_NONFATAL_FAILURE(asked->callsOf({"own text", "platform_park"}), "does not replace platform_park:");
 }
 
 TEST_F(DoublesTest, an_action_of_other_types_fails_the_test)

@@ -215,10 +215,11 @@ public:
     /// The calls since the start or the last `clear`, in order: "NAME", or with arguments that tell calls apart,
     /// "NAME(A, 0)".
     std::vector<std::string> calls() const;
-    /// Those of these services only.
-    std::vector<std::string> callsOf(std::initializer_list<std::string> services) const;
-    /// How many of them are of this service, or read exactly so.
-    int count(const std::string &call) const;
+    /// Those of them that are of one of these services, or read exactly so.
+    std::vector<std::string> callsOf(std::initializer_list<std::string> calls, TestLine line = TestLine::here()) const;
+    /// How many of them are of this service, or read exactly so. A service's name that this program does not replace
+    /// fails the test: none would be noted.
+    int count(const std::string &call, TestLine line = TestLine::here()) const;
     /// How many calls have failed by a plan, `clear` or not.
     int failedCount() const;
 
@@ -251,6 +252,7 @@ private:
     struct Call {
         std::string service;
         std::string text;
+        bool is(const std::string &call) const { return call == service || call == text; }
     };
 
     void setName(const void *object, const std::string &name);

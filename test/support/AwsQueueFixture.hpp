@@ -2,9 +2,7 @@
 /// What the tests of the registry, of requests, tasks and tokens share: a wait set without threads that can be made to
 /// look started, pool threads that the calling thread plays one inside the other, services that are watched and made to
 /// fail, and a check at the end that the wait set can be deleted and no heap block is left.
-///
-/// Include it from one source file of a program, which must replace the three services that are defined here:
-/// VESKWorker_enterExclusiveArea, VESKWorker_leaveExclusiveArea and ZYLOsapiBarrier_wait.
+// Replaces: VESKWorker_enterExclusiveArea VESKWorker_leaveExclusiveArea ZYLOsapiBarrier_wait
 #ifndef AWS_QUEUE_FIXTURE_HPP
 #define AWS_QUEUE_FIXTURE_HPP
 
@@ -14,8 +12,8 @@
 
 #include "AwsFixture.hpp"
 #include "LogCapture.hpp"
-#include "ServiceCalls.hpp"
 #include "dds_c/dds_c_log.h"
+#include "doubles/Doubles.hpp"
 #include "halo_runtime/zyl/ZYLOsapiHeap.pkg.h"
 
 /// A task that runs what the test wants.
@@ -87,14 +85,24 @@ class AwsQueueTest : public testing::Test {
 protected:
     AwsQueueTest() : blockCount((DDS_AsyncWaitSetGlobals_get_instance(), ZYLOsapiHeap_getBlockCount()))
     {
-        running = this;
+        const auto noteArea = [this](const char *service, const char *critical, const char *leadership) {
+            doubles.on(service).as([=, this](VESKWorker *, void *, VESKExclusiveArea *area) {
+                if (aws == nullptr) return "other";
+                if (area == aws->_criticalSectionEA) return critical;
+                return area == aws->_threadPoolSynchronizerEA ? leadership : "other";
+            });
+        };
+        noteArea("VESKWorker_enterExclusiveArea", "enter", "lead");
+        noteArea("VESKWorker_leaveExclusiveArea", "leave", "promote");
+        // One thread plays all pool threads, so nobody waits.
+        doubles.on("ZYLOsapiBarrier_wait").as("barrier").forGood().instead([]() -> int {
+            return ZYL_OSAPI_SEMAPHORE_STATUS_OK;
+        });
     }
-    ~AwsQueueTest() override { running = nullptr; }
 
     void TearDown() override
     {
-        calls.heal();
-        _actions.clear();
+        doubles.heal();
         heard.onEvent = {};
         aws = nullptr;
         for (const auto &[owner, token] : _tokens)
@@ -111,7 +119,9 @@ protected:
     /// Make the wait set under test, which is the one whose critical section is watched.
     DDS_AsyncWaitSet *create(DDS_UnsignedLong poolSize, DDS_Long level = 1)
     {
-        aws = createOther(poolSize, level, &heard);
+        aws = doubles.name(createOther(poolSize, level, &heard), "the wait set under test");
+        for (DDS_UnsignedLong i = 0; i < poolSize; ++i)
+            doubles.name(&aws->_threadPool[i], "pool thread " + std::to_string(i));
         return aws;
     }
     DDS_AsyncWaitSet *createOther(DDS_UnsignedLong poolSize, DDS_Long level, RecordingListener *listener = nullptr)
@@ -133,7 +143,13 @@ protected:
         self->_isStopInitiated = 0;
     }
 
-    HandledGuard &newGuard() { return guards.emplace_back(); }
+    /// Conditions are called A, B, C and so on.
+    HandledGuard &newGuard()
+    {
+        HandledGuard &guard = guards.emplace_back();
+        doubles.name(guard.condition(), std::string(1, static_cast<char>('A' + guards.size() - 1)));
+        return guard;
+    }
     DDS_Condition *newCondition() { return newGuard().condition(); }
 
     /// An application's token; deleted at the end of the test.
@@ -141,7 +157,7 @@ protected:
     {
         if (owner == nullptr) owner = aws;
         _tokens.emplace_back(owner, DDS_AsyncWaitSet_create_completion_token(owner));
-        return _tokens.back().second;
+        return doubles.name(_tokens.back().second, "token " + std::to_string(++_tokenCount));
     }
     /// The test has deleted the token itself.
     void disown(const DDS_AsyncWaitSetCompletionToken *token)
@@ -236,40 +252,22 @@ protected:
         return conditions;
     }
 
-    /// Do this before the next call of a watched service, once.
-    void before(const std::string &service, std::function<void()> action) { _actions[service] = std::move(action); }
-
-public:
-    /// For replacements: note the call, do what the test wants done before it, and tell whether it has to fail.
-    static bool fails(const std::string &service, const std::string &argument = {})
+    /// A rule about the areas of the wait set under test: "enter" and "leave" for its critical section, "lead" and
+    /// "promote" for its leadership.
+    DoubledService area(const std::string &step, TestLine line = TestLine::here())
     {
-        if (running != nullptr) {
-            const auto found = running->_actions.find(service);
-            if (found != running->_actions.end()) {
-                const std::function<void()> action = std::move(found->second);
-                running->_actions.erase(found);
-                action();
-            }
-        }
-        return ServiceCalls::fails(service, argument);
-    }
-    /// "enter" and "leave" for the critical section of the wait set under test, "lead" and "promote" for its
-    /// leadership, "other" for everything else.
-    static std::string areaCall(const VESKExclusiveArea *area, bool isEntry)
-    {
-        const DDS_AsyncWaitSet *const self = running != nullptr ? running->aws : nullptr;
-        if (self == nullptr) return "other";
-        if (area == self->_criticalSectionEA) return isEntry ? "enter" : "leave";
-        if (area == self->_threadPoolSynchronizerEA) return isEntry ? "lead" : "promote";
-        return "other";
+        const bool isEntry = step == "enter" || step == "lead";
+        const bool isCritical = step == "enter" || step == "leave";
+        const VESKExclusiveArea *const area = isCritical ? aws->_criticalSectionEA : aws->_threadPoolSynchronizerEA;
+        EXPECT_NE(area, nullptr) << "a pool of one has no leadership";
+        return doubles.on(isEntry ? "VESKWorker_enterExclusiveArea" : "VESKWorker_leaveExclusiveArea", line).with(area);
     }
 
-protected:
     static constexpr DDS_Long configured = 3;  ///< Events of the wait set property while no request is pending.
     static constexpr DDS_Long immediate = 1;   ///< While one is.
 
     const std::size_t blockCount;
-    ServiceCalls calls;
+    Doubles doubles;  ///< Areas of the wait set under test are noted as their steps, those of others as "other".
     LogCapture log;
     RecordingListener heard;
     DDS_AsyncWaitSet *aws = nullptr;
@@ -277,35 +275,9 @@ protected:
     DDS_AWSTaskInfo *pendingStop[3] = {};
 
 private:
-    inline static AwsQueueTest *running = nullptr;
     std::vector<DDS_AsyncWaitSet *> _waitSets;
     std::vector<std::pair<DDS_AsyncWaitSet *, DDS_AsyncWaitSetCompletionToken *>> _tokens;
-    std::map<std::string, std::function<void()>> _actions;
+    int _tokenCount = 0;
 };
-
-extern "C" {
-int __real_VESKWorker_enterExclusiveArea(VESKWorker *self, void *previousOut, VESKExclusiveArea *area);
-int __real_VESKWorker_leaveExclusiveArea(VESKWorker *self, void *previousOut, VESKExclusiveArea *area);
-
-int __wrap_VESKWorker_enterExclusiveArea(VESKWorker *self, void *previousOut, VESKExclusiveArea *area)
-{
-    if (AwsQueueTest::fails(AwsQueueTest::areaCall(area, true))) return 0;
-    return __real_VESKWorker_enterExclusiveArea(self, previousOut, area);
-}
-
-/// A leave that fails has left all the same: only the operation has failed.
-int __wrap_VESKWorker_leaveExclusiveArea(VESKWorker *self, void *previousOut, VESKExclusiveArea *area)
-{
-    const bool isFailing = AwsQueueTest::fails(AwsQueueTest::areaCall(area, false));
-    const int result = __real_VESKWorker_leaveExclusiveArea(self, previousOut, area);
-    return isFailing ? 0 : result;
-}
-
-/// One thread plays all pool threads, so nobody waits.
-int __wrap_ZYLOsapiBarrier_wait(ZYLOsapiBarrier *)
-{
-    return AwsQueueTest::fails("barrier") ? ZYL_OSAPI_SEMAPHORE_STATUS_ERROR : ZYL_OSAPI_SEMAPHORE_STATUS_OK;
-}
-}
 
 #endif

@@ -1,8 +1,7 @@
 /// @file
 /// What the tests of the internal tasks share beyond requests: requests made by hand, conditions seen from the plain
 /// wait set, and the masks that were set.
-///
-/// Include it from one source file of a program, which must also replace DDS_WaitSet_mask_condition.
+// Replaces: DDS_WaitSet_mask_condition
 #ifndef AWS_TASK_FIXTURE_HPP
 #define AWS_TASK_FIXTURE_HPP
 
@@ -11,8 +10,6 @@
 
 class AwsTaskTest : public AwsQueueTest {
 protected:
-    void SetUp() override { maskCalls.clear(); }
-
     /// A request in no queue whose claims have reached that count.
     DDS_AWSTaskInfo requestOf(void *userData, std::uint32_t executionCount,
                               DDS_AsyncWaitSetCompletionToken *token = nullptr) const
@@ -59,27 +56,21 @@ protected:
         DDS_ConditionSeq_finalize(&active);
         return isActive;
     }
+    /// The masks that were set, in order: "DDS_WaitSet_mask_condition(A, 1)" when A takes part again.
+    std::vector<std::string> maskCalls() const { return doubles.callsOf({"DDS_WaitSet_mask_condition"}); }
+    static std::string maskCall(const DDS_Condition *condition, bool takesPart)
+    {
+        return "DDS_WaitSet_mask_condition(" + doubled::nameOf(condition) + (takesPart ? ", 1)" : ", 0)");
+    }
     /// What the condition's mask was set to, in order; true is "takes part".
-    static std::vector<bool> masks(const DDS_Condition *condition)
+    std::vector<bool> masks(const DDS_Condition *condition) const
     {
         std::vector<bool> result;
-        for (const auto &[masked, isRunning] : maskCalls)
-            if (masked == condition) result.push_back(isRunning);
+        for (const std::string &call : maskCalls())
+            for (const bool takesPart : {false, true})
+                if (call == maskCall(condition, takesPart)) result.push_back(takesPart);
         return result;
     }
-
-public:
-    inline static std::vector<std::pair<DDS_Condition *, bool>> maskCalls;
 };
-
-extern "C" {
-DDS_ReturnCode_t __real_DDS_WaitSet_mask_condition(DDS_WaitSet *self, DDS_Condition *condition, DDS_Boolean takesPart);
-DDS_ReturnCode_t __wrap_DDS_WaitSet_mask_condition(DDS_WaitSet *self, DDS_Condition *condition, DDS_Boolean takesPart)
-{
-    AwsTaskTest::maskCalls.emplace_back(condition, takesPart != DDS_BOOLEAN_FALSE);
-    if (AwsQueueTest::fails("mask")) return DDS_RETCODE_ILLEGAL_OPERATION;
-    return __real_DDS_WaitSet_mask_condition(self, condition, takesPart);
-}
-}
 
 #endif

@@ -1,22 +1,8 @@
 /// @file
 /// Completion tokens: the state table, the special tokens, and lending, returning, creating and deleting with every
 /// step failing. The token's semaphore and waiting have their own files.
-// Replaces: VESKWorker_enterExclusiveArea VESKWorker_leaveExclusiveArea ZYLOsapiBarrier_wait
 // Replaces: ZYLOsapiHeap_reallocateMemoryInternal
 #include "AwsQueueFixture.hpp"
-
-extern "C" {
-int __real_ZYLOsapiHeap_reallocateMemoryInternal(void **, size_t, int, int, int, const char *, ZYLOsapiAllocKind,
-                                                 const char *);
-int __wrap_ZYLOsapiHeap_reallocateMemoryInternal(void **blockInOut, size_t size, int alignment, int reallocate,
-                                                 int flag, const char *routine, ZYLOsapiAllocKind kind,
-                                                 const char *typeName)
-{
-    if (AwsQueueTest::fails("allocate", typeName)) return 0;
-    return __real_ZYLOsapiHeap_reallocateMemoryInternal(blockInOut, size, alignment, reallocate, flag, routine, kind,
-                                                        typeName);
-}
-}
 
 namespace {
 
@@ -41,7 +27,7 @@ protected:
     {
         Token *const token = loan();
         EXPECT_EQ(giveBack(token), DDS_RETCODE_OK);
-        calls.clear();
+        doubles.clear();
         return token;
     }
     void expectAreaFailed(const char *step) { EXPECT_LOG(log, 2, VESK_LOG_WORKER_EXCLUSIVE_AREA_FAILURE_s, step); }
@@ -110,7 +96,7 @@ TEST_F(CompletionToken, idle_tokens_are_lent_again_as_they_are_the_oldest_first)
 TEST_F(CompletionToken, a_loan_without_memory_fails)
 {
     create(1);
-    calls.fail("allocate");
+    doubles.on("ZYLOsapiHeap_reallocateMemoryInternal").fail();
     EXPECT_EQ(loan(), nullptr);
     EXPECT_LOG(log, 2, ZYL_LOG_CREATION_FAILURE_s, "DDS_AsyncWaitSetCompletionToken");
     EXPECT_LOG_COUNT(log, 1U);
@@ -120,7 +106,7 @@ TEST_F(CompletionToken, a_loan_without_memory_fails)
 TEST_F(CompletionToken, a_loan_that_cannot_enter_the_area_returns_null)
 {
     create(1);
-    calls.fail("enter");
+    area("enter").fail();
     EXPECT_EQ(loan(), nullptr);
     expectAreaFailed("enter");
     EXPECT_LOG_COUNT(log, 1U);
@@ -131,7 +117,7 @@ TEST_F(CompletionToken, a_loan_that_cannot_leave_the_area_returns_null_and_count
 {
     create(1);
     Token *const token = idleToken();
-    calls.fail("leave");
+    area("leave").fail();
     EXPECT_EQ(loan(), nullptr);
     expectAreaFailed("leave");
     EXPECT_LOG_COUNT(log, 1U);
@@ -199,11 +185,11 @@ TEST_F(CompletionToken, a_return_reports_a_failing_area)
 {
     create(1);
     Token *const token = loan();
-    calls.fail("enter");
+    area("enter").fail();
     EXPECT_EQ(giveBack(token), DDS_RETCODE_ERROR);
     expectAreaFailed("enter");
     expectCounts(1, 0);
-    calls.fail("leave");
+    area("leave").fail();
     EXPECT_EQ(giveBack(token), DDS_RETCODE_ERROR);
     expectAreaFailed("leave");
     EXPECT_LOG_COUNT(log, 2U);
@@ -234,14 +220,14 @@ TEST_F(CompletionToken, creation_reports_a_null_wait_set)
 TEST_F(CompletionToken, creation_reports_what_fails)
 {
     create(1);
-    calls.fail("allocate");
+    doubles.on("ZYLOsapiHeap_reallocateMemoryInternal").fail();
     EXPECT_EQ(DDS_AsyncWaitSet_create_completion_token(aws), nullptr);
     EXPECT_LOG(log, 2, ZYL_LOG_ANY_FAILURE_s, "loan completion token");
     EXPECT_LOG_COUNT(log, 2U);
     expectCounts(0, 0);
 
     log.clear();
-    calls.fail("enter");
+    area("enter").fail();
     EXPECT_EQ(DDS_AsyncWaitSet_create_completion_token(aws), nullptr);
     expectAreaFailed("enter");
     EXPECT_LOG_COUNT(log, 1U);
@@ -249,7 +235,7 @@ TEST_F(CompletionToken, creation_reports_what_fails)
 
     Token *const token = idleToken();
     log.clear();
-    calls.fail("leave", 2);  // after the loan's
+    area("leave").fail(2);  // after the loan's
     EXPECT_EQ(DDS_AsyncWaitSet_create_completion_token(aws), nullptr);
     expectAreaFailed("leave");
     EXPECT_LOG_COUNT(log, 1U);
@@ -272,10 +258,10 @@ TEST_F(CompletionToken, deletion_reports_null_arguments)
 TEST_F(CompletionToken, deleting_a_special_token_changes_nothing)
 {
     create(1);
-    calls.clear();
+    doubles.clear();
     EXPECT_EQ(destroy(ignoreToken()), DDS_RETCODE_OK);
     EXPECT_EQ(destroy(implicitToken()), DDS_RETCODE_OK);
-    EXPECT_TRUE(calls.list().empty());
+    EXPECT_TRUE(doubles.calls().empty());
     expectCounts(0, 0);
     EXPECT_NO_LOG(log);
 }
@@ -313,20 +299,20 @@ TEST_F(CompletionToken, deletion_reports_a_failing_area)
 {
     create(1);
     Token *const token = loan();
-    calls.fail("enter");
+    area("enter").fail();
     EXPECT_EQ(destroy(token), DDS_RETCODE_ERROR);
     expectAreaFailed("enter");
     EXPECT_LOG_COUNT(log, 1U);
     expectCounts(1, 0);
     log.clear();
-    calls.fail("enter", 2);  // the return's
+    area("enter").fail(2);  // the return's
     EXPECT_EQ(destroy(token), DDS_RETCODE_PRECONDITION_NOT_MET) << "whatever the return's code was";
     expectAreaFailed("enter");
     EXPECT_LOG(log, 2, ZYL_LOG_ANY_FAILURE_s, "return loaned completion");
     EXPECT_LOG_COUNT(log, 2U);
     expectCounts(1, 0);
     log.clear();
-    calls.fail("leave", 2);
+    area("leave").fail(2);
     EXPECT_EQ(destroy(token), DDS_RETCODE_ERROR);
     expectAreaFailed("leave");
     EXPECT_LOG_COUNT(log, 1U);

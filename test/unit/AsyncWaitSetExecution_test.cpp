@@ -1,25 +1,8 @@
 /// @file
 /// Requests from the pool's side: claiming, executing and handing over. Notification has its own file. The calling
 /// thread plays the pool threads, one inside the other where they overlap.
-// Replaces: VESKWorker_enterExclusiveArea VESKWorker_leaveExclusiveArea ZYLOsapiBarrier_wait
 // Replaces: DDS_CountingCondition_decrement DDS_WaitSet_attach_condition
 #include "AwsQueueFixture.hpp"
-
-extern "C" {
-DDS_ReturnCode_t __real_DDS_CountingCondition_decrement(DDS_CountingCondition *, DDS_Long);
-DDS_ReturnCode_t __wrap_DDS_CountingCondition_decrement(DDS_CountingCondition *self, DDS_Long amount)
-{
-    if (AwsQueueTest::fails("decrement", std::to_string(amount))) return DDS_RETCODE_OUT_OF_RESOURCES;
-    return __real_DDS_CountingCondition_decrement(self, amount);
-}
-
-DDS_ReturnCode_t __real_DDS_WaitSet_attach_condition(DDS_WaitSet *, DDS_Condition *);
-DDS_ReturnCode_t __wrap_DDS_WaitSet_attach_condition(DDS_WaitSet *self, DDS_Condition *condition)
-{
-    if (AwsQueueTest::fails("attach")) return DDS_RETCODE_OUT_OF_RESOURCES;
-    return __real_DDS_WaitSet_attach_condition(self, condition);
-}
-}
 
 namespace {
 
@@ -36,20 +19,15 @@ protected:
         markStarted(aws);
     }
     /// The calls of leadership and barrier.
-    std::vector<std::string> handOver() const
-    {
-        std::vector<std::string> result;
-        for (const std::string &call : calls.list())
-            if (call == "lead" || call == "promote" || call == "barrier") result.push_back(call);
-        return result;
-    }
-    void expectHandOverFails(const char *step, const char *message)
+    std::vector<std::string> handOver() const { return doubles.callsOf({"lead", "promote", "barrier"}); }
+    /// With what `plan` makes fail while thread 0 hands over.
+    void expectHandOverFails(const std::function<void()> &plan, const char *message)
     {
         ProbeTask probe;
         createStarted(2);
         EXPECT_EQ(submit(probe), DDS_RETCODE_OK);
         EXPECT_EQ(executeAs(1), DDS_RETCODE_OK);
-        calls.fail(step, std::string(step) == "lead" ? 2 : 1);  // the first one is the test's
+        plan();
         EXPECT_EQ(executeAs(0), DDS_RETCODE_ERROR);
         EXPECT_LOG(log, 2, ZYL_LOG_ANY_FAILURE_s, message);
         EXPECT_EQ(probe.executions, 2) << "executed and finished all the same";
@@ -73,9 +51,9 @@ TEST_F(Execution, an_empty_queue_costs_no_lock_and_no_meeting)
 {
     createStarted(2);
     const PoolThreadGuise guise(aws);
-    calls.clear();
+    doubles.clear();
     EXPECT_EQ(DDS_AsyncWaitSet_executeInternalTasks(aws, &pendingStop[0], guise.thread()), DDS_RETCODE_OK);
-    EXPECT_TRUE(calls.list().empty());
+    EXPECT_TRUE(doubles.calls().empty());
     EXPECT_EQ(guise.thread()->_lastRequestCount, 0);
     EXPECT_EQ(pendingStop[0], nullptr);
 }
@@ -99,7 +77,7 @@ TEST_F(Execution, requests_are_claimed_together_and_executed_in_order_outside_th
     EXPECT_EQ(submit(a), DDS_RETCODE_OK);
     EXPECT_EQ(submit(b), DDS_RETCODE_OK);
     second = reinterpret_cast<DDS_AWSTaskInfo *>(firstRequest()->_node.next);
-    calls.clear();
+    doubles.clear();
     EXPECT_EQ(executeAs(0), DDS_RETCODE_OK);
     EXPECT_THAT(order, ElementsAre(1, 2));
     EXPECT_THAT(handOver(), ElementsAre("lead", "promote", "barrier", "barrier", "lead", "promote"))
@@ -133,7 +111,7 @@ TEST_F(Execution, one_pool_thread_meets_nobody)
     createStarted(1);
     ProbeTask probe;
     EXPECT_EQ(submit(probe), DDS_RETCODE_OK);
-    calls.clear();
+    doubles.clear();
     EXPECT_EQ(executeAs(0), DDS_RETCODE_OK);
     EXPECT_TRUE(handOver().empty());
     EXPECT_EQ(probe.executions, 1);
@@ -161,13 +139,13 @@ TEST_F(Execution, a_claim_reports_a_failing_area_and_executes_nothing)
     EXPECT_EQ(submit(probe), DDS_RETCODE_OK);
     for (const char *const step : {"enter", "leave"}) {
         log.clear();
-        calls.clear();
-        calls.fail(step);
+        doubles.clear();
+        area(step).fail();
         EXPECT_EQ(executeAs(0), DDS_RETCODE_ERROR);
         EXPECT_LOG(log, 2, VESK_LOG_WORKER_EXCLUSIVE_AREA_FAILURE_s, step);
         EXPECT_LOG_COUNT(log, 1U);
         EXPECT_EQ(probe.executions, 0);
-        EXPECT_EQ(calls.count("barrier"), 0);
+        EXPECT_EQ(doubles.count("barrier"), 0);
     }
     EXPECT_EQ(queueLength(), 1);
     takeBack();
@@ -180,7 +158,7 @@ TEST_F(Execution, a_notification_that_fails_ends_the_execution)
     ProbeTask second;
     EXPECT_EQ(submit(first), DDS_RETCODE_OK);
     EXPECT_EQ(submit(second), DDS_RETCODE_OK);
-    calls.fail("decrement");
+    doubles.on("DDS_CountingCondition_decrement").fail();
     EXPECT_EQ(executeAs(0), DDS_RETCODE_OUT_OF_RESOURCES);
     EXPECT_LOG(log, 2, ZYL_LOG_ANY_FAILURE_s, "notify request processed");
     EXPECT_EQ(first.executions, 1);
@@ -190,18 +168,22 @@ TEST_F(Execution, a_notification_that_fails_ends_the_execution)
 
 TEST_F(Execution, leadership_that_cannot_be_given_up_ends_the_execution)
 {
-    expectHandOverFails("promote", "promote new leader");
-    EXPECT_EQ(calls.count("barrier"), 1) << "only that of the other thread";
+    expectHandOverFails([this] { area("promote").fail(); }, "promote new leader");
+    EXPECT_EQ(doubles.count("barrier"), 1) << "only that of the other thread";
 }
 
 TEST_F(Execution, a_broken_barrier_ends_the_execution)
 {
-    expectHandOverFails("barrier", "wait for threads");
+    expectHandOverFails([this] { doubles.on("ZYLOsapiBarrier_wait").fail(); }, "wait for threads");
 }
 
 TEST_F(Execution, leadership_that_cannot_be_had_back_ends_the_execution)
 {
-    expectHandOverFails("lead", "become leader");
+    expectHandOverFails(
+        [this] {
+            area("lead").fail(2); /* the first one is the test's */
+        },
+        "become leader");
 }
 
 TEST_F(Execution, a_stop_is_left_to_be_acknowledged_and_nothing_is_handed_over)
@@ -211,7 +193,7 @@ TEST_F(Execution, a_stop_is_left_to_be_acknowledged_and_nothing_is_handed_over)
     DDS_AsyncWaitSetCompletionToken *const token = newToken();
     EXPECT_EQ(submit(probe), DDS_RETCODE_OK);
     EXPECT_EQ(submit(DDS_AsyncWaitSetTask_stop, token), DDS_RETCODE_OK);
-    calls.clear();
+    doubles.clear();
     for (const int i : {0, 1}) EXPECT_EQ(executeAs(i), DDS_RETCODE_OK);
     EXPECT_THAT(handOver(), ElementsAre("lead", "promote", "lead", "promote")) << "given up by the stop, no barrier";
     EXPECT_EQ(aws->_threadPool[0]._lastRequestCount, 2) << "the thread still owes one barrier";
@@ -277,10 +259,10 @@ TEST_F(Execution, the_thread_that_claims_last_is_the_last_to_execute_whoever_fin
     DDS_AsyncWaitSetCompletionToken *const token = newToken();
     EXPECT_EQ(submit(overlap), DDS_RETCODE_OK);
     EXPECT_EQ(submit(DDS_AsyncWaitSetTask_attachCondition, token, condition), DDS_RETCODE_OK);
-    calls.clear();
-    calls.fail("attach");
+    doubles.clear();
+    doubles.on("DDS_WaitSet_attach_condition").fail();
     EXPECT_EQ(executeAs(0), DDS_RETCODE_OK);
-    EXPECT_EQ(calls.count("attach"), 1) << "thread 0 sees a full count, but is not the last";
+    EXPECT_EQ(doubles.count("DDS_WaitSet_attach_condition"), 1) << "thread 0 sees a full count, but is not the last";
     EXPECT_EQ(DDS_AsyncWaitSet_isHandlerAttached(aws, condition), 0);
     EXPECT_EQ(heard.count("attached"), 0);
     EXPECT_EQ(token->_state, PROCESSED);
@@ -295,7 +277,7 @@ TEST_F(Execution, an_early_execution_reports_ok_until_the_last_one_fails)
     EXPECT_EQ(token->retCode, DDS_RETCODE_ERROR);
     EXPECT_EQ(executeAs(0), DDS_RETCODE_OK);
     EXPECT_EQ(token->retCode, DDS_RETCODE_OK);
-    calls.fail("attach");
+    doubles.on("DDS_WaitSet_attach_condition").fail();
     EXPECT_EQ(executeAs(1), DDS_RETCODE_OK);
     EXPECT_EQ(token->retCode, DDS_RETCODE_OUT_OF_RESOURCES);
 }

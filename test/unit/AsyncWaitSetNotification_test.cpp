@@ -1,24 +1,7 @@
 /// @file
 /// Counting finished executions: what the last notification of a request does, and every step of it failing.
-// Replaces: VESKWorker_enterExclusiveArea VESKWorker_leaveExclusiveArea ZYLOsapiBarrier_wait
 // Replaces: DDS_WaitSet_set_property DDS_CountingCondition_decrement
 #include "AwsQueueFixture.hpp"
-
-extern "C" {
-DDS_ReturnCode_t __real_DDS_WaitSet_set_property(DDS_WaitSet *, const DDS_WaitSetProperty_t *);
-DDS_ReturnCode_t __wrap_DDS_WaitSet_set_property(DDS_WaitSet *self, const DDS_WaitSetProperty_t *property)
-{
-    if (AwsQueueTest::fails("set property")) return DDS_RETCODE_ILLEGAL_OPERATION;
-    return __real_DDS_WaitSet_set_property(self, property);
-}
-
-DDS_ReturnCode_t __real_DDS_CountingCondition_decrement(DDS_CountingCondition *, DDS_Long);
-DDS_ReturnCode_t __wrap_DDS_CountingCondition_decrement(DDS_CountingCondition *self, DDS_Long amount)
-{
-    if (AwsQueueTest::fails("decrement", std::to_string(amount))) return DDS_RETCODE_OUT_OF_RESOURCES;
-    return __real_DDS_CountingCondition_decrement(self, amount);
-}
-}
 
 namespace {
 
@@ -63,7 +46,7 @@ TEST_F(Notification, only_the_last_notification_finishes_a_request)
     ProbeTask probe;
     DDS_AsyncWaitSetCompletionToken *const token = newToken();
     EXPECT_EQ(submit(probe, token), DDS_RETCODE_OK);
-    calls.clear();
+    doubles.clear();
     for (std::uint32_t count = 1; count <= 2; ++count) {
         EXPECT_EQ(notify(), DDS_RETCODE_OK);
         EXPECT_EQ(firstRequest()->_notificationCount, count);
@@ -75,7 +58,7 @@ TEST_F(Notification, only_the_last_notification_finishes_a_request)
     EXPECT_EQ(token->_state, PROCESSED);
     EXPECT_EQ(queueLength() + liveRequests() + doorbell() + aws->_queuedRequestCount, 0);
     EXPECT_EQ(eventCount(), configured);
-    EXPECT_EQ(calls.count("decrement(1)"), 1);
+    EXPECT_EQ(doubles.count("DDS_CountingCondition_decrement(1)"), 1);
     EXPECT_NO_LOG(log);
 }
 
@@ -85,11 +68,11 @@ TEST_F(Notification, the_configured_property_comes_back_with_the_last_pending_re
     ProbeTask probe;
     EXPECT_EQ(submit(probe), DDS_RETCODE_OK);
     EXPECT_EQ(submit(probe), DDS_RETCODE_OK);
-    calls.clear();
+    doubles.clear();
     EXPECT_EQ(notify(), DDS_RETCODE_OK);
     EXPECT_EQ(doorbell(), 1);
     EXPECT_EQ(eventCount(), immediate);
-    EXPECT_EQ(calls.count("set property"), 0);
+    EXPECT_EQ(doubles.count("DDS_WaitSet_set_property"), 0);
     EXPECT_EQ(notify(), DDS_RETCODE_OK);
     EXPECT_EQ(eventCount(), configured);
 }
@@ -120,13 +103,13 @@ TEST_F(Notification, a_doorbell_that_cannot_be_lowered_leaves_the_token_untold)
     ProbeTask probe;
     DDS_AsyncWaitSetCompletionToken *const token = newToken();
     EXPECT_EQ(submit(probe, token), DDS_RETCODE_OK);
-    calls.clear();
-    calls.fail("decrement");
+    doubles.clear();
+    doubles.on("DDS_CountingCondition_decrement").fail();
     EXPECT_EQ(notify(), DDS_RETCODE_OUT_OF_RESOURCES);
     EXPECT_LOG(log, 2, ZYL_LOG_ANY_FAILURE_s, "reset internal request condition");
     EXPECT_LOG_COUNT(log, 1U);
     EXPECT_EQ(token->_state, QUEUED);
-    EXPECT_EQ(calls.count("set property"), 0);
+    EXPECT_EQ(doubles.count("DDS_WaitSet_set_property"), 0);
     EXPECT_EQ(queueLength() + liveRequests(), 0) << "unlinked and returned before";
     token->_state = READY;
 }
@@ -137,7 +120,7 @@ TEST_F(Notification, a_property_that_cannot_be_restored_leaves_the_token_untold)
     ProbeTask probe;
     DDS_AsyncWaitSetCompletionToken *const token = newToken();
     EXPECT_EQ(submit(probe, token), DDS_RETCODE_OK);
-    calls.fail("set property");
+    doubles.on("DDS_WaitSet_set_property").fail(1, DDS_RETCODE_ILLEGAL_OPERATION);
     EXPECT_EQ(notify(), DDS_RETCODE_ILLEGAL_OPERATION);
     EXPECT_LOG(log, 2, ZYL_LOG_ANY_FAILURE_s, "set WaitSet property");
     EXPECT_LOG_COUNT(log, 1U);
@@ -168,11 +151,11 @@ TEST_F(Notification, a_notification_reports_a_failing_area)
     createStarted(1);
     ProbeTask probe;
     EXPECT_EQ(submit(probe), DDS_RETCODE_OK);
-    calls.fail("enter");
+    area("enter").fail();
     EXPECT_EQ(DDS_AsyncWaitSet_notify_task_executed(aws, firstRequest()), DDS_RETCODE_ERROR);
     EXPECT_LOG(log, 2, VESK_LOG_WORKER_EXCLUSIVE_AREA_FAILURE_s, "enter");
     EXPECT_EQ(firstRequest()->_notificationCount, 0U);
-    calls.fail("leave");
+    area("leave").fail();
     EXPECT_EQ(DDS_AsyncWaitSet_notify_task_executed(aws, firstRequest()), DDS_RETCODE_ERROR);
     EXPECT_LOG(log, 2, VESK_LOG_WORKER_EXCLUSIVE_AREA_FAILURE_s, "leave");
     EXPECT_LOG_COUNT(log, 2U);

@@ -1,6 +1,5 @@
 /// @file
 /// The public query for the attached conditions, with every service below it failing.
-// Replaces: VESKWorker_enterExclusiveArea VESKWorker_leaveExclusiveArea ZYLOsapiBarrier_wait
 // Replaces: DDS_WaitSet_start_conditions_iteratorI DDS_WaitSet_end_conditions_iteratorI
 // Replaces: DDS_ConditionSeq_set_maximum DDS_ConditionSeq_set_length DDS_ConditionSeq_get_reference
 #include "AwsQueueFixture.hpp"
@@ -9,55 +8,10 @@ namespace {
 
 using testing::UnorderedElementsAre;
 
-int walkedCount = -1;  ///< What the walk over the plain wait set shall say it has; -1 for the truth.
-
-}  // namespace
-
-extern "C" {
-int __real_DDS_WaitSet_start_conditions_iteratorI(DDS_WaitSet *, int);
-int __wrap_DDS_WaitSet_start_conditions_iteratorI(DDS_WaitSet *self, int reserved)
-{
-    static_cast<void>(AwsQueueTest::fails("start walk", std::to_string(reserved)));
-    const int count = __real_DDS_WaitSet_start_conditions_iteratorI(self, reserved);
-    return walkedCount == -1 ? count : walkedCount;
-}
-
-void __real_DDS_WaitSet_end_conditions_iteratorI(DDS_WaitSet *);
-void __wrap_DDS_WaitSet_end_conditions_iteratorI(DDS_WaitSet *self)
-{
-    static_cast<void>(AwsQueueTest::fails("end walk"));
-    __real_DDS_WaitSet_end_conditions_iteratorI(self);
-}
-
-DDS_Boolean __real_DDS_ConditionSeq_set_maximum(DDS_ConditionSeq *, DDS_Long);
-DDS_Boolean __wrap_DDS_ConditionSeq_set_maximum(DDS_ConditionSeq *self, DDS_Long maximum)
-{
-    if (AwsQueueTest::fails("set maximum")) return DDS_BOOLEAN_FALSE;
-    return __real_DDS_ConditionSeq_set_maximum(self, maximum);
-}
-
-DDS_Boolean __real_DDS_ConditionSeq_set_length(DDS_ConditionSeq *, DDS_UnsignedLong);
-DDS_Boolean __wrap_DDS_ConditionSeq_set_length(DDS_ConditionSeq *self, DDS_UnsignedLong length)
-{
-    if (AwsQueueTest::fails("set length")) return DDS_BOOLEAN_FALSE;
-    return __real_DDS_ConditionSeq_set_length(self, length);
-}
-
-DDS_Condition_ptr *__real_DDS_ConditionSeq_get_reference(DDS_ConditionSeq *, DDS_Long);
-DDS_Condition_ptr *__wrap_DDS_ConditionSeq_get_reference(DDS_ConditionSeq *self, DDS_Long i)
-{
-    if (AwsQueueTest::fails("get reference")) return nullptr;
-    return __real_DDS_ConditionSeq_get_reference(self, i);
-}
-}
-
-namespace {
-
 class RegistryQuery : public AwsQueueTest {
 protected:
     void TearDown() override
     {
-        walkedCount = -1;
         DDS_ConditionSeq_finalize(&seq);
         AwsQueueTest::TearDown();
     }
@@ -84,8 +38,8 @@ TEST_F(RegistryQuery, the_query_of_a_wait_set_without_conditions_is_empty)
     EXPECT_EQ(DDS_AsyncWaitSet_get_conditions(aws, &seq), DDS_RETCODE_OK);
     EXPECT_EQ(DDS_ConditionSeq_get_length(&seq), 0);
     EXPECT_EQ(DDS_ConditionSeq_get_maximum(&seq), 1) << "room for the doorbell, which is skipped";
-    EXPECT_EQ(calls.count("start walk(0)"), 1);
-    EXPECT_EQ(calls.count("end walk"), 1);
+    EXPECT_EQ(doubles.count("DDS_WaitSet_start_conditions_iteratorI(0)"), 1);
+    EXPECT_EQ(doubles.count("DDS_WaitSet_end_conditions_iteratorI"), 1);
     EXPECT_NO_LOG(log);
 }
 
@@ -99,7 +53,7 @@ TEST_F(RegistryQuery, the_query_yields_all_conditions_but_the_doorbell)
     EXPECT_EQ(DDS_AsyncWaitSet_get_conditions(aws, &seq), DDS_RETCODE_OK);
     EXPECT_THAT(content(), UnorderedElementsAre(a, b, c));
     EXPECT_EQ(DDS_ConditionSeq_get_maximum(&seq), 4);
-    EXPECT_EQ(calls.count("end walk"), 1);
+    EXPECT_EQ(doubles.count("DDS_WaitSet_end_conditions_iteratorI"), 1);
 }
 
 TEST_F(RegistryQuery, the_query_reports_null_arguments)
@@ -110,7 +64,7 @@ TEST_F(RegistryQuery, the_query_reports_null_arguments)
     EXPECT_EQ(DDS_AsyncWaitSet_get_conditions(aws, nullptr), DDS_RETCODE_BAD_PARAMETER);
     EXPECT_LOG(log, 2, DDS_LOG_BAD_PARAMETER_s, "attached_conditions");
     EXPECT_LOG_COUNT(log, 2U);
-    EXPECT_EQ(calls.count("start walk(0)"), 0);
+    EXPECT_EQ(doubles.count("DDS_WaitSet_start_conditions_iteratorI(0)"), 0);
 }
 
 TEST_F(RegistryQuery, the_query_fails_for_a_sequence_that_cannot_take_the_doorbell_too)
@@ -122,7 +76,7 @@ TEST_F(RegistryQuery, the_query_fails_for_a_sequence_that_cannot_take_the_doorbe
     EXPECT_EQ(DDS_AsyncWaitSet_get_conditions(aws, &seq), DDS_RETCODE_ERROR);
     EXPECT_LOG(log, 2, ZYL_LOG_ANY_FAILURE_s, "set maximum in attach_conditions sequence");
     EXPECT_EQ(DDS_ConditionSeq_get_length(&seq), 0) << "the length was set to 0 first";
-    EXPECT_EQ(calls.count("end walk"), 1);
+    EXPECT_EQ(doubles.count("DDS_WaitSet_end_conditions_iteratorI"), 1);
     EXPECT_NE(DDS_ConditionSeq_unloan(&seq), DDS_BOOLEAN_FALSE);
 }
 
@@ -131,23 +85,24 @@ TEST_F(RegistryQuery, the_query_keeps_the_length_it_reached_when_the_sequence_ca
     create(1);
     attachNew();
     attachNew();
-    calls.fail("set length", 3);  // after the one that empties it and the one for the first condition
+    doubles.on("DDS_ConditionSeq_set_length")
+        .fail(3);  // after the one that empties it and the one for the first condition
     EXPECT_EQ(DDS_AsyncWaitSet_get_conditions(aws, &seq), DDS_RETCODE_ERROR);
     EXPECT_LOG(log, 2, ZYL_LOG_ANY_FAILURE_s, "ensure length in attach_conditions sequence");
     EXPECT_LOG_COUNT(log, 1U);
     EXPECT_EQ(DDS_ConditionSeq_get_length(&seq), 1);
-    EXPECT_EQ(calls.count("end walk"), 1);
+    EXPECT_EQ(doubles.count("DDS_WaitSet_end_conditions_iteratorI"), 1);
 }
 
 TEST_F(RegistryQuery, the_query_reports_an_element_that_is_missing)
 {
     create(1);
     attachNew();
-    calls.fail("get reference");
+    doubles.on("DDS_ConditionSeq_get_reference").fail();
     EXPECT_EQ(DDS_AsyncWaitSet_get_conditions(aws, &seq), DDS_RETCODE_ERROR);
     EXPECT_LOG(log, 1, ZYL_LOG_PRECONDITION_FAILURE_s, "\"currentCondition == ((void *)0)\"");
     EXPECT_LOG_COUNT(log, 1U);
-    EXPECT_EQ(calls.count("end walk"), 1);
+    EXPECT_EQ(doubles.count("DDS_WaitSet_end_conditions_iteratorI"), 1);
 }
 
 TEST_F(RegistryQuery, the_query_is_empty_when_the_walk_has_nothing)
@@ -155,13 +110,16 @@ TEST_F(RegistryQuery, the_query_is_empty_when_the_walk_has_nothing)
     create(1);
     attachNew();
     for (const int count : {0, -2}) {
-        walkedCount = count;
+        doubles.on("DDS_WaitSet_start_conditions_iteratorI").instead(1, [count](DDS_WaitSet *self, int reserved) {
+            Doubles::real<int(DDS_WaitSet *, int)>("DDS_WaitSet_start_conditions_iteratorI")(self, reserved);
+            return count;
+        });
         DDS_ConditionSeq_ensure_length(&seq, 2, 2);
-        calls.clear();
+        doubles.clear();
         EXPECT_EQ(DDS_AsyncWaitSet_get_conditions(aws, &seq), DDS_RETCODE_OK);
         EXPECT_EQ(DDS_ConditionSeq_get_length(&seq), 0);
         EXPECT_EQ(DDS_ConditionSeq_get_maximum(&seq), 2) << "untouched";
-        EXPECT_EQ(calls.count("end walk"), 1);
+        EXPECT_EQ(doubles.count("DDS_WaitSet_end_conditions_iteratorI"), 1);
     }
     EXPECT_NO_LOG(log);
 }

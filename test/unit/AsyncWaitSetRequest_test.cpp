@@ -1,28 +1,7 @@
 /// @file
 /// Requests: their records, and what submission refuses or cannot build. What it does with the others has its own file.
-// Replaces: VESKWorker_enterExclusiveArea VESKWorker_leaveExclusiveArea ZYLOsapiBarrier_wait
 // Replaces: VESKFastBufferPool_getBufferWithSize ZYLOsapiHeap_reallocateMemoryInternal
 #include "AwsQueueFixture.hpp"
-
-extern "C" {
-void *__real_VESKFastBufferPool_getBufferWithSize(VESKFastBufferPool *, int);
-void *__wrap_VESKFastBufferPool_getBufferWithSize(VESKFastBufferPool *self, int size)
-{
-    if (AwsQueueTest::fails("get buffer", std::to_string(size))) return nullptr;
-    return __real_VESKFastBufferPool_getBufferWithSize(self, size);
-}
-
-int __real_ZYLOsapiHeap_reallocateMemoryInternal(void **, size_t, int, int, int, const char *, ZYLOsapiAllocKind,
-                                                 const char *);
-int __wrap_ZYLOsapiHeap_reallocateMemoryInternal(void **blockInOut, size_t size, int alignment, int reallocate,
-                                                 int flag, const char *routine, ZYLOsapiAllocKind kind,
-                                                 const char *typeName)
-{
-    if (AwsQueueTest::fails(std::string("allocate ") + typeName)) return 0;
-    return __real_ZYLOsapiHeap_reallocateMemoryInternal(blockInOut, size, alignment, reallocate, flag, routine, kind,
-                                                        typeName);
-}
-}
 
 namespace {
 
@@ -64,7 +43,7 @@ TEST_F(Request, a_record_has_a_node_for_every_pool_thread_and_nothing_else_set)
         info->_isClaimed = info->_isInline = 1;
         DDS_AsyncWaitSet_returnTaskInfo(aws, info);
     }
-    EXPECT_EQ(calls.count("get buffer(-1)"), 2);
+    EXPECT_EQ(doubles.count("VESKFastBufferPool_getBufferWithSize(-1)"), 2);
     EXPECT_EQ(probe.executions, 0);
     EXPECT_NO_LOG(log);
 }
@@ -85,7 +64,7 @@ TEST_F(Request, no_buffer_gives_no_record)
 {
     create(1);
     ProbeTask probe;
-    calls.fail("get buffer");
+    doubles.on("VESKFastBufferPool_getBufferWithSize").fail();
     EXPECT_EQ(DDS_AsyncWaitSet_getTaskInfo(aws, &probe.task, nullptr, nullptr), nullptr);
     EXPECT_LOG(log, 2, ZYL_LOG_GET_FAILURE_s, "task info");
     EXPECT_LOG_COUNT(log, 1U);
@@ -99,7 +78,7 @@ TEST_F(Request, no_nodes_give_the_buffer_back)
     DDS_AWSTaskInfo *const former = DDS_AsyncWaitSet_getTaskInfo(aws, &probe.task, nullptr, nullptr);
     DDS_AsyncWaitSet_returnTaskInfo(aws, former);
     const std::size_t blocks = ZYLOsapiHeap_getBlockCount();
-    calls.fail("allocate struct VESKInlineListUserDataNode");
+    doubles.on("ZYLOsapiHeap_reallocateMemoryInternal").with("struct VESKInlineListUserDataNode").fail();
     EXPECT_EQ(DDS_AsyncWaitSet_getTaskInfo(aws, &probe.task, nullptr, nullptr), nullptr);
     EXPECT_LOG(log, 2, ZYL_OSAPI_MEMORY_LOG_OUT_OF_HEAP_ARRAY_dd, 3, 32);
     EXPECT_LOG_COUNT(log, 1U);
@@ -289,8 +268,11 @@ TEST_F(Request, a_request_that_cannot_be_built_reports_ok_to_its_own_token)
     create(2);
     ProbeTask probe;
     DDS_AsyncWaitSetCompletionToken *const token = newToken();
-    for (const char *const service : {"get buffer", "allocate struct VESKInlineListUserDataNode"}) {
-        calls.fail(service);
+    for (const bool isBufferMissing : {true, false}) {
+        if (isBufferMissing)
+            doubles.on("VESKFastBufferPool_getBufferWithSize").fail();
+        else
+            doubles.on("ZYLOsapiHeap_reallocateMemoryInternal").with("struct VESKInlineListUserDataNode").fail();
         log.clear();
         EXPECT_EQ(submitI(probe.task, token), DDS_RETCODE_OK);
         EXPECT_LOG(log, 2, ZYL_LOG_GET_FAILURE_s, "internal task information");
@@ -307,7 +289,7 @@ TEST_F(Request, a_request_that_cannot_be_built_is_an_error_without_a_token)
 {
     create(2);
     ProbeTask probe;
-    calls.fail("get buffer");
+    doubles.on("VESKFastBufferPool_getBufferWithSize").fail();
     EXPECT_EQ(submitI(probe.task, nullptr), DDS_RETCODE_ERROR);
     EXPECT_LOG(log, 2, ZYL_LOG_GET_FAILURE_s, "task info");
     EXPECT_LOG(log, 2, ZYL_LOG_GET_FAILURE_s, "internal task information");

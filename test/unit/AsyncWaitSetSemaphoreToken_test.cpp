@@ -1,46 +1,10 @@
 /// @file
 /// The token that is made of a semaphore: its record, its three operations, and each of them failing.
-// Replaces: VESKWorker_enterExclusiveArea VESKWorker_leaveExclusiveArea ZYLOsapiBarrier_wait
 // Replaces: ZYLOsapiHeap_reallocateMemoryInternal
 // Replaces: ZYLOsapiSemaphore_new ZYLOsapiSemaphore_take ZYLOsapiSemaphore_give ZYLOsapiSemaphore_drain
 #include <thread>
 
 #include "AwsQueueFixture.hpp"
-
-extern "C" {
-int __real_ZYLOsapiHeap_reallocateMemoryInternal(void **, size_t, int, int, int, const char *, ZYLOsapiAllocKind,
-                                                 const char *);
-int __wrap_ZYLOsapiHeap_reallocateMemoryInternal(void **blockInOut, size_t size, int alignment, int reallocate,
-                                                 int flag, const char *routine, ZYLOsapiAllocKind kind,
-                                                 const char *typeName)
-{
-    if (AwsQueueTest::fails("allocate", typeName)) return 0;
-    return __real_ZYLOsapiHeap_reallocateMemoryInternal(blockInOut, size, alignment, reallocate, flag, routine, kind,
-                                                        typeName);
-}
-
-ZYLOsapiSemaphore *__real_ZYLOsapiSemaphore_new(const char *);
-ZYLOsapiSemaphore *__wrap_ZYLOsapiSemaphore_new(const char *name)
-{
-    return AwsQueueTest::fails("semaphore") ? nullptr : __real_ZYLOsapiSemaphore_new(name);
-}
-int __real_ZYLOsapiSemaphore_take(ZYLOsapiSemaphore *, const ZYLNtpTime *);
-int __wrap_ZYLOsapiSemaphore_take(ZYLOsapiSemaphore *self, const ZYLNtpTime *timeout)
-{
-    return AwsQueueTest::fails("take") ? ZYL_OSAPI_SEMAPHORE_STATUS_ERROR
-                                       : __real_ZYLOsapiSemaphore_take(self, timeout);
-}
-int __real_ZYLOsapiSemaphore_give(ZYLOsapiSemaphore *);
-int __wrap_ZYLOsapiSemaphore_give(ZYLOsapiSemaphore *self)
-{
-    return AwsQueueTest::fails("give") ? ZYL_OSAPI_SEMAPHORE_STATUS_ERROR : __real_ZYLOsapiSemaphore_give(self);
-}
-int __real_ZYLOsapiSemaphore_drain(ZYLOsapiSemaphore *);
-int __wrap_ZYLOsapiSemaphore_drain(ZYLOsapiSemaphore *self)
-{
-    return AwsQueueTest::fails("drain") ? ZYL_OSAPI_SEMAPHORE_STATUS_ERROR : __real_ZYLOsapiSemaphore_drain(self);
-}
-}
 
 namespace {
 
@@ -75,12 +39,12 @@ TEST_F(SemaphoreToken, a_token_that_cannot_be_made_leaves_nothing)
 {
     create(1);
     const std::size_t blocks = ZYLOsapiHeap_getBlockCount();
-    for (const char *const service : {"allocate", "semaphore"}) {
-        calls.fail(service);
+    for (const char *const service : {"ZYLOsapiHeap_reallocateMemoryInternal", "ZYLOsapiSemaphore_new"}) {
+        doubles.on(service).fail();
         EXPECT_EQ(DDS_SemaphoreAsyncWaitSetCompletionToken_new(aws), nullptr);
         EXPECT_EQ(ZYLOsapiHeap_getBlockCount(), blocks);
     }
-    EXPECT_EQ(calls.failedCount(), 2);
+    EXPECT_EQ(doubles.failedCount(), 2);
 }
 
 TEST_F(SemaphoreToken, a_notification_lets_one_wait_pass)
@@ -118,11 +82,11 @@ TEST_F(SemaphoreToken, a_semaphore_that_fails_is_an_error)
 {
     create(1);
     Token *const token = newToken();
-    calls.fail("drain");
+    doubles.on("ZYLOsapiSemaphore_drain").fail();
     EXPECT_EQ(reset(token), DDS_RETCODE_ERROR);
-    calls.fail("give");
+    doubles.on("ZYLOsapiSemaphore_give").fail();
     EXPECT_EQ(notify(token), DDS_RETCODE_ERROR);
-    calls.fail("take");
+    doubles.on("ZYLOsapiSemaphore_take").fail();
     EXPECT_EQ(wait(token), DDS_RETCODE_ERROR);
 }
 

@@ -1,51 +1,11 @@
 /// @file
 /// Submission with a token of the caller's, a lent one or none: what is waited for, which tokens are given back, and
 /// every step failing.
-// Replaces: VESKWorker_enterExclusiveArea VESKWorker_leaveExclusiveArea ZYLOsapiBarrier_wait
 // Replaces: DDS_AsyncWaitSetCompletionToken_wait DDS_AsyncWaitSet_loanCompletionToken
 // Replaces: DDS_AsyncWaitSet_returnLoanedCompletionToken
 // Replaces: VESKFastBufferPool_getBufferWithSize DDS_WaitSet_attach_condition
 #include "AwsQueueFixture.hpp"
 #include "halo_runtime/zyl/ZYLOsapiUtility.pkg.h"
-
-extern "C" {
-DDS_ReturnCode_t __real_DDS_AsyncWaitSetCompletionToken_wait(DDS_AsyncWaitSetCompletionToken *, const DDS_Duration_t *);
-DDS_ReturnCode_t __wrap_DDS_AsyncWaitSetCompletionToken_wait(DDS_AsyncWaitSetCompletionToken *token,
-                                                             const DDS_Duration_t *timeout)
-{
-    if (AwsQueueTest::fails("wait", timeout == &DDS_DURATION_INFINITE ? "infinite" : "other"))
-        return DDS_RETCODE_ILLEGAL_OPERATION;
-    return __real_DDS_AsyncWaitSetCompletionToken_wait(token, timeout);
-}
-
-DDS_AsyncWaitSetCompletionToken *__real_DDS_AsyncWaitSet_loanCompletionToken(DDS_AsyncWaitSet *);
-DDS_AsyncWaitSetCompletionToken *__wrap_DDS_AsyncWaitSet_loanCompletionToken(DDS_AsyncWaitSet *self)
-{
-    return AwsQueueTest::fails("loan") ? nullptr : __real_DDS_AsyncWaitSet_loanCompletionToken(self);
-}
-
-DDS_ReturnCode_t __real_DDS_AsyncWaitSet_returnLoanedCompletionToken(DDS_AsyncWaitSet *,
-                                                                     DDS_AsyncWaitSetCompletionToken *);
-DDS_ReturnCode_t __wrap_DDS_AsyncWaitSet_returnLoanedCompletionToken(DDS_AsyncWaitSet *self,
-                                                                     DDS_AsyncWaitSetCompletionToken *token)
-{
-    if (AwsQueueTest::fails("give back")) return DDS_RETCODE_ILLEGAL_OPERATION;
-    return __real_DDS_AsyncWaitSet_returnLoanedCompletionToken(self, token);
-}
-
-void *__real_VESKFastBufferPool_getBufferWithSize(VESKFastBufferPool *, int);
-void *__wrap_VESKFastBufferPool_getBufferWithSize(VESKFastBufferPool *self, int size)
-{
-    return AwsQueueTest::fails("get buffer") ? nullptr : __real_VESKFastBufferPool_getBufferWithSize(self, size);
-}
-
-DDS_ReturnCode_t __real_DDS_WaitSet_attach_condition(DDS_WaitSet *, DDS_Condition *);
-DDS_ReturnCode_t __wrap_DDS_WaitSet_attach_condition(DDS_WaitSet *self, DDS_Condition *condition)
-{
-    if (AwsQueueTest::fails("attach")) return DDS_RETCODE_OUT_OF_RESOURCES;
-    return __real_DDS_WaitSet_attach_condition(self, condition);
-}
-}
 
 namespace {
 
@@ -55,13 +15,20 @@ constexpr auto PROCESSED = DDS_AsyncWaitSetCompletionTokenState_PROCESSED;
 
 class SubmitTask : public AwsQueueTest {
 protected:
+    SubmitTask()
+    {
+        doubles.on("DDS_AsyncWaitSetCompletionToken_wait")
+            .as([](DDS_AsyncWaitSetCompletionToken *, const DDS_Duration_t *timeout) {
+                return timeout == &DDS_DURATION_INFINITE ? "wait(infinite)" : "wait(other)";
+            });
+    }
     /// Make a wait set with one idle token, which every later loan lends.
     void createWithIdleToken(DDS_UnsignedLong poolSize)
     {
         create(poolSize);
         lent = DDS_AsyncWaitSet_loanCompletionToken(aws);
         ASSERT_EQ(DDS_AsyncWaitSet_returnLoanedCompletionToken(aws, lent), DDS_RETCODE_OK);
-        calls.clear();
+        doubles.clear();
     }
     /// The lent token was given back, ready for the next loan.
     void expectGivenBack()
@@ -75,7 +42,7 @@ protected:
     {
         EXPECT_EQ(lentTokens(), 1);
         EXPECT_EQ(idleTokens(), 0);
-        calls.heal();
+        doubles.heal();
         log.clear();
         EXPECT_EQ(DDS_AsyncWaitSet_delete(aws), DDS_RETCODE_PRECONDITION_NOT_MET);
         EXPECT_LOG(log, 2, ZYL_LOG_DELETE_s,
@@ -91,13 +58,13 @@ TEST_F(SubmitTask, null_arguments_are_reported)
 {
     create(1);
     ProbeTask probe;
-    calls.clear();
+    doubles.clear();
     EXPECT_EQ(DDS_AsyncWaitSet_submit_task(nullptr, &probe.task, nullptr, ignoreToken()), DDS_RETCODE_BAD_PARAMETER);
     EXPECT_LOG(log, 1, ZYL_LOG_PRECONDITION_FAILURE_s, "\"self == ((void *)0)\"");
     EXPECT_EQ(DDS_AsyncWaitSet_submit_task(aws, nullptr, nullptr, ignoreToken()), DDS_RETCODE_BAD_PARAMETER);
     EXPECT_LOG(log, 1, ZYL_LOG_PRECONDITION_FAILURE_s, "\"task == ((void *)0)\"");
     EXPECT_LOG_COUNT(log, 2U);
-    EXPECT_TRUE(calls.list().empty());
+    EXPECT_TRUE(doubles.calls().empty());
 }
 
 TEST_F(SubmitTask, the_ignore_token_and_null_mean_no_token)
@@ -109,7 +76,7 @@ TEST_F(SubmitTask, the_ignore_token_and_null_mean_no_token)
         EXPECT_EQ(submit(probe, given), DDS_RETCODE_OK);
         EXPECT_EQ(probe.executions, 1);
     }
-    EXPECT_EQ(calls.count("loan") + calls.count("wait(infinite)"), 0);
+    EXPECT_EQ(doubles.count("DDS_AsyncWaitSet_loanCompletionToken") + doubles.count("wait(infinite)"), 0);
     EXPECT_EQ(ignoreToken()->_submissionCount, 0U) << "the special tokens are never touched";
     EXPECT_NO_LOG(log);
 }
@@ -120,11 +87,13 @@ TEST_F(SubmitTask, a_token_of_the_callers_is_not_waited_for)
     markStarted(aws);
     ProbeTask probe;
     DDS_AsyncWaitSetCompletionToken *const token = newToken();
-    calls.clear();
+    doubles.clear();
     EXPECT_EQ(submit(probe, token), DDS_RETCODE_OK);
     EXPECT_EQ(token->_state, QUEUED);
     EXPECT_EQ(firstRequest()->_completionToken, token);
-    EXPECT_EQ(calls.count("loan") + calls.count("wait(infinite)") + calls.count("give back"), 0);
+    EXPECT_EQ(doubles.count("DDS_AsyncWaitSet_loanCompletionToken") + doubles.count("wait(infinite)") +
+                  doubles.count("DDS_AsyncWaitSet_returnLoanedCompletionToken"),
+              0);
     EXPECT_EQ(executeAs(0), DDS_RETCODE_OK);
     EXPECT_EQ(token->_state, PROCESSED);
 }
@@ -138,11 +107,11 @@ TEST_F(SubmitTask, the_implicit_token_is_lent_waited_for_and_given_back)
         info->_completionToken->retCode = DDS_RETCODE_OK;
     });
     for (int round = 0; round < 2; ++round) {
-        calls.clear();
+        doubles.clear();
         EXPECT_EQ(submit(probe, implicitToken()), DDS_RETCODE_OK);
-        EXPECT_EQ(calls.count("loan"), 1);
-        EXPECT_EQ(calls.count("wait(infinite)"), 1);
-        EXPECT_EQ(calls.count("give back"), 1);
+        EXPECT_EQ(doubles.count("DDS_AsyncWaitSet_loanCompletionToken"), 1);
+        EXPECT_EQ(doubles.count("wait(infinite)"), 1);
+        EXPECT_EQ(doubles.count("DDS_AsyncWaitSet_returnLoanedCompletionToken"), 1);
         expectGivenBack();
     }
     EXPECT_EQ(probe.executions, 4);
@@ -153,17 +122,19 @@ TEST_F(SubmitTask, the_implicit_token_is_lent_waited_for_and_given_back)
 TEST_F(SubmitTask, the_wait_stands_outside_the_critical_section)
 {
     create(1);
-    before("wait", [this] { EXPECT_EQ(criticalSectionDepth(), 0); });
-    before("give back", [this] { EXPECT_EQ(criticalSectionDepth(), 0); });
+    doubles.on("DDS_AsyncWaitSetCompletionToken_wait").before(1, [this] { EXPECT_EQ(criticalSectionDepth(), 0); });
+    doubles.on("DDS_AsyncWaitSet_returnLoanedCompletionToken").before(1, [this] {
+        EXPECT_EQ(criticalSectionDepth(), 0);
+    });
     EXPECT_EQ(DDS_AsyncWaitSet_attach_condition(aws, newCondition()), DDS_RETCODE_OK);
-    EXPECT_EQ(calls.count("wait(infinite)"), 1);
+    EXPECT_EQ(doubles.count("wait(infinite)"), 1);
 }
 
 TEST_F(SubmitTask, a_loan_that_fails_ends_the_submission)
 {
     create(1);
     ProbeTask probe;
-    calls.fail("loan");
+    doubles.on("DDS_AsyncWaitSet_loanCompletionToken").fail();
     EXPECT_EQ(submit(probe, implicitToken()), DDS_RETCODE_ERROR);
     EXPECT_LOG(log, 2, ZYL_LOG_ANY_FAILURE_s, "loan completion token");
     EXPECT_LOG_COUNT(log, 1U);
@@ -181,7 +152,7 @@ TEST_F(SubmitTask, a_refused_submission_is_reported_and_gives_its_lent_token_bac
     EXPECT_LOG(log, 2, ZYL_LOG_ANY_s, "cannot accept more completion tokens while the thread is stopping");
     EXPECT_LOG(log, 2, ZYL_LOG_ANY_FAILURE_s, "DDS_AsyncWaitSet_submitTaskI");
     EXPECT_LOG_COUNT(log, 2U);
-    EXPECT_EQ(calls.count("wait(infinite)"), 0);
+    EXPECT_EQ(doubles.count("wait(infinite)"), 0);
     expectGivenBack();
     EXPECT_EQ(submit(probe), DDS_RETCODE_PRECONDITION_NOT_MET) << "without a token it is refused too";
     aws->_isStopInitiated = 0;
@@ -191,11 +162,11 @@ TEST_F(SubmitTask, a_request_that_cannot_be_built_never_waits)
 {
     createWithIdleToken(2);
     ProbeTask probe;
-    calls.fail("get buffer");
+    doubles.on("VESKFastBufferPool_getBufferWithSize").fail();
     EXPECT_EQ(submit(probe, implicitToken()), DDS_RETCODE_ERROR);
     EXPECT_LOG(log, 2, ZYL_LOG_GET_FAILURE_s, "internal task information");
     EXPECT_LOG(log, 2, ZYL_LOG_ANY_FAILURE_s, "DDS_AsyncWaitSet_submitTaskI");
-    EXPECT_EQ(calls.count("wait(infinite)"), 0);
+    EXPECT_EQ(doubles.count("wait(infinite)"), 0);
     EXPECT_EQ(lent->_state, READY);
     expectGivenBack();
     EXPECT_EQ(probe.executions, 0);
@@ -206,7 +177,7 @@ TEST_F(SubmitTask, a_request_that_cannot_be_built_reports_ok_to_the_callers_toke
     create(2);
     ProbeTask probe;
     DDS_AsyncWaitSetCompletionToken *const token = newToken();
-    calls.fail("get buffer");
+    doubles.on("VESKFastBufferPool_getBufferWithSize").fail();
     EXPECT_EQ(submit(probe, token), DDS_RETCODE_OK);
     EXPECT_EQ(log.count(2, ZYL_LOG_ANY_FAILURE_s), 0);
     EXPECT_EQ(token->_state, QUEUED);
@@ -217,11 +188,11 @@ TEST_F(SubmitTask, a_wait_that_fails_keeps_the_lent_token)
 {
     createWithIdleToken(1);
     ProbeTask probe;
-    calls.fail("wait");
+    doubles.on("DDS_AsyncWaitSetCompletionToken_wait").fail();
     EXPECT_EQ(submit(probe, implicitToken()), DDS_RETCODE_ILLEGAL_OPERATION);
     EXPECT_LOG(log, 2, ZYL_LOG_ANY_FAILURE_s, "wait for request completion");
     EXPECT_LOG_COUNT(log, 1U);
-    EXPECT_EQ(calls.count("give back"), 0);
+    EXPECT_EQ(doubles.count("DDS_AsyncWaitSet_returnLoanedCompletionToken"), 0);
     EXPECT_EQ(lent->_state, PROCESSED) << "although its request is done";
     expectKept();
 }
@@ -254,7 +225,7 @@ TEST_F(SubmitTask, a_request_that_failed_reports_it_and_gives_its_lent_token_bac
 {
     createWithIdleToken(2);
     DDS_Condition *const condition = newCondition();
-    calls.fail("attach");
+    doubles.on("DDS_WaitSet_attach_condition").fail();
     EXPECT_EQ(submit(DDS_AsyncWaitSetTask_attachCondition, implicitToken(), condition), DDS_RETCODE_OUT_OF_RESOURCES);
     EXPECT_LOG(log, 2, ZYL_LOG_ANY_FAILURE_s, "attach condition");
     EXPECT_LOG(log, 2, ZYL_LOG_ANY_FAILURE_s, "wait for request completion");
@@ -269,7 +240,7 @@ TEST_F(SubmitTask, a_request_that_failed_reports_it_and_gives_its_lent_token_bac
 TEST_F(SubmitTask, a_token_that_cannot_be_given_back_is_reported)
 {
     createWithIdleToken(1);
-    calls.fail("give back");
+    doubles.on("DDS_AsyncWaitSet_returnLoanedCompletionToken").fail();
     EXPECT_EQ(submit(DDS_AsyncWaitSetTask_attachCondition, implicitToken(), newCondition()),
               DDS_RETCODE_ILLEGAL_OPERATION);
     EXPECT_LOG(log, 2, ZYL_LOG_ANY_FAILURE_s, "return loaned token");
@@ -283,9 +254,9 @@ TEST_F(SubmitTask, a_task_that_needs_a_started_wait_set_is_turned_away_under_the
     createWithIdleToken(1);
     void *const suspended = ZYLOsapiUtility_intToPointer(DDS_SUSPENDED_AWS_STARTED_STATE);
     for (DDS_AsyncWaitSetCompletionToken *const given : {ignoreToken(), implicitToken(), lent}) {
-        calls.clear();
+        doubles.clear();
         EXPECT_EQ(DDS_AsyncWaitSet_submit_task(aws, &AWS_setStateOfStarted, suspended, given), DDS_RETCODE_NOT_ENABLED);
-        EXPECT_EQ(calls.count("enter"), 1);
+        EXPECT_EQ(doubles.count("enter"), 1);
     }
     EXPECT_NO_LOG(log);
     EXPECT_EQ(aws->_runningState, DDS_RUNNING_AWS_STARTED_STATE) << "it was executed";
@@ -326,8 +297,8 @@ TEST_F(SubmitTask, every_failing_area_gives_an_error_and_only_a_failed_wait_or_r
     DDS_Condition *const condition = newCondition();
     for (const AreaFault &fault : faults) {
         SCOPED_TRACE(std::string(fault.step) + " " + std::to_string(fault.nth));
-        calls.heal();
-        calls.fail(fault.step, fault.nth);
+        doubles.heal();
+        area(fault.step).fail(fault.nth);
         log.clear();
         EXPECT_EQ(submit(DDS_AsyncWaitSetTask_attachCondition, implicitToken(), condition), fault.retCode);
         EXPECT_LOG(log, 2, VESK_LOG_WORKER_EXCLUSIVE_AREA_FAILURE_s, fault.step);
@@ -349,7 +320,7 @@ TEST_F(SubmitTask, a_refusal_whose_leave_fails_is_an_error)
     create(1);
     aws->_isStopInitiated = 1;
     ProbeTask probe;
-    calls.fail("leave");
+    area("leave").fail();
     EXPECT_EQ(submit(probe), DDS_RETCODE_ERROR);
     EXPECT_LOG(log, 2, ZYL_LOG_ANY_FAILURE_s, "DDS_AsyncWaitSet_submitTaskI");
     EXPECT_LOG(log, 2, VESK_LOG_WORKER_EXCLUSIVE_AREA_FAILURE_s, "leave");

@@ -1,33 +1,8 @@
 /// @file
 /// Submission under the critical section: queued in a started wait set, executed on the caller otherwise, with every
 /// service below it failing.
-// Replaces: VESKWorker_enterExclusiveArea VESKWorker_leaveExclusiveArea ZYLOsapiBarrier_wait
 // Replaces: DDS_WaitSet_set_property DDS_CountingCondition_increment DDS_CountingCondition_decrement
 #include "AwsQueueFixture.hpp"
-
-extern "C" {
-DDS_ReturnCode_t __real_DDS_WaitSet_set_property(DDS_WaitSet *, const DDS_WaitSetProperty_t *);
-DDS_ReturnCode_t __wrap_DDS_WaitSet_set_property(DDS_WaitSet *self, const DDS_WaitSetProperty_t *property)
-{
-    const bool isImmediate = property == &DDS_AWS_g_IMMEDIATE_WAKEUP_WAITSET_PROPERTY;
-    if (AwsQueueTest::fails(isImmediate ? "set immediate" : "set configured")) return DDS_RETCODE_ILLEGAL_OPERATION;
-    return __real_DDS_WaitSet_set_property(self, property);
-}
-
-DDS_ReturnCode_t __real_DDS_CountingCondition_increment(DDS_CountingCondition *, DDS_Long);
-DDS_ReturnCode_t __wrap_DDS_CountingCondition_increment(DDS_CountingCondition *self, DDS_Long amount)
-{
-    if (AwsQueueTest::fails("increment")) return DDS_RETCODE_OUT_OF_RESOURCES;
-    return __real_DDS_CountingCondition_increment(self, amount);
-}
-
-DDS_ReturnCode_t __real_DDS_CountingCondition_decrement(DDS_CountingCondition *, DDS_Long);
-DDS_ReturnCode_t __wrap_DDS_CountingCondition_decrement(DDS_CountingCondition *self, DDS_Long amount)
-{
-    if (AwsQueueTest::fails("decrement")) return DDS_RETCODE_OUT_OF_RESOURCES;
-    return __real_DDS_CountingCondition_decrement(self, amount);
-}
-}
 
 namespace {
 
@@ -38,6 +13,12 @@ constexpr State PROCESSED = DDS_AsyncWaitSetCompletionTokenState_PROCESSED;
 
 class RequestSubmission : public AwsQueueTest {
 protected:
+    RequestSubmission()
+    {
+        doubles.on("DDS_WaitSet_set_property").as([](DDS_WaitSet *, const DDS_WaitSetProperty_t *property) {
+            return property == &DDS_AWS_g_IMMEDIATE_WAKEUP_WAITSET_PROPERTY ? "set immediate" : "set configured";
+        });
+    }
     /// Nothing of a failed submission is left but its record, which waits for finalization.
     void expectStranded()
     {
@@ -64,14 +45,14 @@ TEST_F(RequestSubmission, a_started_wait_set_queues_in_order_and_rings_once_for_
     EXPECT_EQ(submitI(second.task, nullptr, &second), DDS_RETCODE_OK);
     EXPECT_EQ(doorbell(), 2);
     EXPECT_EQ(queueLength(), 2);
-    EXPECT_EQ(calls.count("set immediate"), 1) << "by the first only";
+    EXPECT_EQ(doubles.count("set immediate"), 1) << "by the first only";
     EXPECT_EQ(firstRequest()->_taskUserData, &first);
     EXPECT_EQ(aws->_isStopInitiated, 0);
     EXPECT_EQ(first.executions + second.executions, 0);
 
     EXPECT_EQ(executeAs(0), DDS_RETCODE_OK);
     EXPECT_EQ(executeAs(1), DDS_RETCODE_OK);
-    EXPECT_EQ(calls.count("set configured"), 1) << "when both are finished";
+    EXPECT_EQ(doubles.count("set configured"), 1) << "when both are finished";
     EXPECT_EQ(eventCount(), configured);
     EXPECT_NO_LOG(log);
 }
@@ -81,7 +62,7 @@ TEST_F(RequestSubmission, the_immediate_property_stands_before_the_doorbell_ring
     create(1);
     markStarted(aws);
     ProbeTask probe;
-    before("increment", [this] { EXPECT_EQ(eventCount(), immediate); });
+    doubles.on("DDS_CountingCondition_increment").before(1, [this] { EXPECT_EQ(eventCount(), immediate); });
     EXPECT_EQ(submitI(probe.task, nullptr), DDS_RETCODE_OK);
     EXPECT_EQ(executeAs(0), DDS_RETCODE_OK);
 }
@@ -92,11 +73,13 @@ TEST_F(RequestSubmission, a_submission_whose_property_fails_is_taken_back)
     markStarted(aws);
     DDS_Task stop = {};
     stop.execute = DDS_AsyncWaitSetTask_stop;
-    calls.fail("set immediate");
+    doubles.on("DDS_WaitSet_set_property")
+        .with(&DDS_AWS_g_IMMEDIATE_WAKEUP_WAITSET_PROPERTY)
+        .fail(1, DDS_RETCODE_ILLEGAL_OPERATION);
     EXPECT_EQ(submitI(stop, nullptr), DDS_RETCODE_ILLEGAL_OPERATION);
     EXPECT_LOG(log, 2, ZYL_LOG_ANY_FAILURE_s, "set WaitSet property");
     EXPECT_LOG_COUNT(log, 1U);
-    EXPECT_EQ(calls.count("increment"), 0);
+    EXPECT_EQ(doubles.count("DDS_CountingCondition_increment"), 0);
     expectStranded();
 }
 
@@ -107,7 +90,7 @@ TEST_F(RequestSubmission, a_submission_that_cannot_ring_is_taken_back)
     DDS_Task stop = {};
     stop.execute = DDS_AsyncWaitSetTask_stop;
     DDS_AsyncWaitSetCompletionToken *const token = newToken();
-    calls.fail("increment");
+    doubles.on("DDS_CountingCondition_increment").fail();
     EXPECT_EQ(submitI(stop, token), DDS_RETCODE_OUT_OF_RESOURCES);
     EXPECT_LOG(log, 2, ZYL_LOG_ANY_FAILURE_s, "trigger internal request condition");
     EXPECT_LOG_COUNT(log, 1U);
@@ -123,7 +106,7 @@ TEST_F(RequestSubmission, a_failed_submission_leaves_the_requests_before_it_alon
     ProbeTask first;
     ProbeTask second;
     EXPECT_EQ(submitI(first.task, nullptr), DDS_RETCODE_OK);
-    calls.fail("increment");
+    doubles.on("DDS_CountingCondition_increment").fail();
     EXPECT_EQ(submitI(second.task, nullptr), DDS_RETCODE_OUT_OF_RESOURCES);
     EXPECT_EQ(queueLength(), 1);
     EXPECT_EQ(doorbell(), 1);
@@ -155,7 +138,7 @@ TEST_F(RequestSubmission, a_wait_set_that_is_not_started_executes_for_every_pool
     EXPECT_THAT(notificationCounts, testing::ElementsAre(0, 1, 2));
     EXPECT_EQ(token->_state, PROCESSED);
     EXPECT_EQ(liveRequests() + doorbell(), 0);
-    EXPECT_EQ(calls.count("increment") + calls.count("set immediate"), 0);
+    EXPECT_EQ(doubles.count("DDS_CountingCondition_increment") + doubles.count("set immediate"), 0);
     EXPECT_NO_LOG(log);
 }
 
@@ -167,12 +150,13 @@ TEST_F(RequestSubmission, an_inline_request_whose_last_notification_fails_is_not
         const char *message;
         DDS_ReturnCode_t retCode;
     };
-    constexpr Fault faults[] = {{"decrement", "reset internal request condition", DDS_RETCODE_OUT_OF_RESOURCES},
-                                {"set configured", "set WaitSet property", DDS_RETCODE_ILLEGAL_OPERATION}};
+    constexpr Fault faults[] = {
+        {"DDS_CountingCondition_decrement", "reset internal request condition", DDS_RETCODE_OUT_OF_RESOURCES},
+        {"DDS_WaitSet_set_property", "set WaitSet property", DDS_RETCODE_ILLEGAL_OPERATION}};
     DDS_AsyncWaitSetCompletionToken *const token = newToken();
     for (const auto &[service, message, retCode] : faults) {
         ProbeTask probe;
-        calls.fail(service);
+        doubles.on(service).fail(1, retCode);
         log.clear();
         EXPECT_EQ(submitI(probe.task, token), retCode);
         EXPECT_LOG(log, 2, ZYL_LOG_ANY_FAILURE_s, message);

@@ -1,8 +1,6 @@
 /// @file
 /// The tasks start and stop, executed directly as pool threads and as submitters, with every service below them
 /// failing.
-// Replaces: VESKWorker_enterExclusiveArea VESKWorker_leaveExclusiveArea ZYLOsapiBarrier_wait
-// Replaces: DDS_WaitSet_mask_condition
 #include "AwsTaskFixture.hpp"
 
 namespace {
@@ -29,8 +27,7 @@ protected:
         ASSERT_EQ(setState(DDS_SUSPENDED_AWS_STARTED_STATE), DDS_RETCODE_OK);
         markStarted(aws);
         aws->_isStopInitiated = 1;
-        maskCalls.clear();
-        calls.clear();
+        doubles.clear();
     }
     void expectStopped()
     {
@@ -133,8 +130,8 @@ TEST_F(TaskStartStop, a_stop_unmasks_what_a_suspend_masked)
     createSuspended();
     DDS_AWSTaskInfo info = requestOf(nullptr, 1);
     EXPECT_EQ(DDS_AsyncWaitSetTask_stop(nullptr, &info), nullptr);
-    EXPECT_THAT(maskCalls, ElementsAre(std::pair(guards[0].condition(), true), std::pair(guards[1].condition(), true),
-                                       std::pair(guards[2].condition(), true)));
+    EXPECT_THAT(maskCalls(), ElementsAre("DDS_WaitSet_mask_condition(A, 1)", "DDS_WaitSet_mask_condition(B, 1)",
+                                         "DDS_WaitSet_mask_condition(C, 1)"));
     for (HandledGuard &guard : guards) EXPECT_TRUE(takesPart(guard));
     expectStopped();
     EXPECT_THAT(heard.events(), testing::SizeIs(3)) << "only the attaches: the calling thread is no pool thread";
@@ -145,10 +142,10 @@ TEST_F(TaskStartStop, a_stop_of_a_running_wait_set_leaves_the_masks_alone)
 {
     create(1);
     EXPECT_EQ(attach(newCondition()), DDS_RETCODE_OK);
-    maskCalls.clear();
+    doubles.clear();
     DDS_AWSTaskInfo info = requestOf(nullptr, 1);
     EXPECT_EQ(DDS_AsyncWaitSetTask_stop(nullptr, &info), nullptr);
-    EXPECT_THAT(maskCalls, IsEmpty());
+    EXPECT_THAT(maskCalls(), IsEmpty());
 }
 
 TEST_F(TaskStartStop, a_stop_that_cannot_unmask_one_condition_unmasks_the_others)
@@ -156,7 +153,7 @@ TEST_F(TaskStartStop, a_stop_that_cannot_unmask_one_condition_unmasks_the_others
     createSuspended();
     DDS_AsyncWaitSetCompletionToken *const token = newToken();
     DDS_AWSTaskInfo info = requestOf(nullptr, 1, token);
-    calls.fail("mask", 2);
+    doubles.on("DDS_WaitSet_mask_condition").fail(2);
     EXPECT_EQ(DDS_AsyncWaitSetTask_stop(nullptr, &info), nullptr);
     EXPECT_LOG(log, 2, ZYL_LOG_ANY_FAILURE_s, "mask condition");
     EXPECT_LOG_COUNT(log, 1U);
@@ -180,25 +177,25 @@ TEST_F(TaskStartStop, a_stop_takes_effect_in_one_critical_section_after_the_mask
     };
     heard.onEvent = [&](const RecordingListener::Event &event) {
         EXPECT_EQ(event.name, "deleted");
-        EXPECT_THAT(maskCalls, IsEmpty());
+        EXPECT_THAT(maskCalls(), IsEmpty());
         expectNothingYet();
     };
-    before("enter", [&] {
-        EXPECT_EQ(maskCalls.size(), 3U);
+    area("enter").before(1, [&] {
+        EXPECT_EQ(maskCalls().size(), 3U);
         EXPECT_EQ(heard.count("deleted"), 1);
         expectNothingYet();
     });
-    before("leave", [&] {
+    area("leave").before(1, [&] {
         EXPECT_EQ(criticalSectionDepth(), 1);
         EXPECT_EQ(token->retCode, DDS_RETCODE_OK);
         expectStopped();
     });
-    calls.clear();
+    doubles.clear();
     DDS_AWSTaskInfo info = requestOf(nullptr, 1, token);
     const PoolThreadGuise guise(aws);
     EXPECT_EQ(DDS_AsyncWaitSetTask_stop(nullptr, &info), nullptr);
-    EXPECT_EQ(calls.count("enter"), 1);
-    EXPECT_EQ(calls.count("leave"), 1);
+    EXPECT_EQ(doubles.count("enter"), 1);
+    EXPECT_EQ(doubles.count("leave"), 1);
 }
 
 TEST_F(TaskStartStop, a_stop_without_the_critical_section_takes_effect_but_is_no_success)
@@ -209,7 +206,7 @@ TEST_F(TaskStartStop, a_stop_without_the_critical_section_takes_effect_but_is_no
         token->retCode = DDS_RETCODE_ERROR;
         DDS_AWSTaskInfo info = requestOf(nullptr, 1, token);
         log.clear();
-        calls.fail(step);
+        area(step).fail();
         EXPECT_EQ(DDS_AsyncWaitSetTask_stop(nullptr, &info), nullptr);
         EXPECT_LOG(log, 2, VESK_LOG_WORKER_EXCLUSIVE_AREA_FAILURE_s, step);
         EXPECT_LOG_COUNT(log, 1U);

@@ -1,35 +1,10 @@
 /// @file
 /// The tasks attach, detach and set state, executed directly as pool threads and as submitters, with every service
 /// below them failing. Start and stop have their own file.
-// Replaces: VESKWorker_enterExclusiveArea VESKWorker_leaveExclusiveArea ZYLOsapiBarrier_wait
-// Replaces: DDS_WaitSet_attach_condition DDS_WaitSet_detach_condition DDS_WaitSet_mask_condition
+// Replaces: DDS_WaitSet_attach_condition DDS_WaitSet_detach_condition
 // Replaces: VESKFastBufferPool_getBufferWithSize
 #include "AwsTaskFixture.hpp"
 #include "halo_runtime/dds/DDS_String.pkg.h"
-
-extern "C" {
-DDS_ReturnCode_t __real_DDS_WaitSet_attach_condition(DDS_WaitSet *, DDS_Condition *);
-DDS_ReturnCode_t __wrap_DDS_WaitSet_attach_condition(DDS_WaitSet *self, DDS_Condition *condition)
-{
-    if (AwsQueueTest::fails("attach")) return DDS_RETCODE_OUT_OF_RESOURCES;
-    return __real_DDS_WaitSet_attach_condition(self, condition);
-}
-
-DDS_ReturnCode_t __real_DDS_WaitSet_detach_condition(DDS_WaitSet *, DDS_Condition *);
-DDS_ReturnCode_t __wrap_DDS_WaitSet_detach_condition(DDS_WaitSet *self, DDS_Condition *condition)
-{
-    if (AwsQueueTest::fails("detach")) return DDS_RETCODE_ILLEGAL_OPERATION;
-    return __real_DDS_WaitSet_detach_condition(self, condition);
-}
-
-void *__real_VESKFastBufferPool_getBufferWithSize(VESKFastBufferPool *, int);
-void *__wrap_VESKFastBufferPool_getBufferWithSize(VESKFastBufferPool *self, int size)
-{
-    return AwsQueueTest::fails("get buffer", std::to_string(size))
-               ? nullptr
-               : __real_VESKFastBufferPool_getBufferWithSize(self, size);
-}
-}
 
 namespace {
 
@@ -60,13 +35,14 @@ TEST_F(Task, an_attach_registers_attaches_unmasks_and_reports)
     heard.onEvent = [&](const RecordingListener::Event &event) {
         EXPECT_EQ(event.condition, condition);
         EXPECT_THAT(registered(), ElementsAre(condition));
-        EXPECT_EQ(calls.count("attach"), 1);
+        EXPECT_EQ(doubles.count("DDS_WaitSet_attach_condition"), 1);
         EXPECT_EQ(criticalSectionDepth(), 1) << "on the submitter: inside the critical section";
     };
-    calls.clear();
+    doubles.clear();
     EXPECT_EQ(attach(condition), DDS_RETCODE_OK);
     EXPECT_EQ(heard.count("attached"), 1) << "by the last of the two executions";
-    EXPECT_EQ(calls.count("get buffer(-1)"), 2) << "one for the request, one for the condition";
+    EXPECT_EQ(doubles.count("VESKFastBufferPool_getBufferWithSize(-1)"), 2)
+        << "one for the request, one for the condition";
     EXPECT_THAT(masks(condition), ElementsAre(true));
     EXPECT_TRUE(takesPart(guards.back()));
     EXPECT_NO_LOG(log);
@@ -93,12 +69,11 @@ TEST_F(Task, attaching_twice_changes_nothing)
     create(1);
     DDS_Condition *const condition = newCondition();
     EXPECT_EQ(attach(condition), DDS_RETCODE_OK);
-    calls.clear();
-    maskCalls.clear();
+    doubles.clear();
     EXPECT_EQ(attach(condition), DDS_RETCODE_OK);
     EXPECT_EQ(heard.count("attached"), 1);
     EXPECT_THAT(registered(), ElementsAre(condition));
-    EXPECT_EQ(calls.count("attach"), 0);
+    EXPECT_EQ(doubles.count("DDS_WaitSet_attach_condition"), 0);
     EXPECT_THAT(masks(condition), IsEmpty());
     EXPECT_NO_LOG(log);
 }
@@ -120,7 +95,7 @@ TEST_F(Task, an_attach_without_a_record_fails)
 {
     create(1);
     DDS_Condition *const condition = newCondition();
-    calls.fail("get buffer", 2);
+    doubles.on("VESKFastBufferPool_getBufferWithSize").fail(2);
     EXPECT_EQ(attach(condition), DDS_RETCODE_ERROR);
     EXPECT_LOG(log, 2, ZYL_LOG_GET_FAILURE_s, "event handler info object from pool");
     EXPECT_LOG_COUNT(log, 1U);
@@ -138,14 +113,14 @@ TEST_F(Task, a_refused_attach_is_rolled_back)
     const std::size_t blocks = ZYLOsapiHeap_getBlockCount();
     for (int round = 0; round < 4; ++round) {  // more often than there are records
         log.clear();
-        calls.fail("attach");
+        doubles.on("DDS_WaitSet_attach_condition").fail();
         EXPECT_EQ(attach(second), DDS_RETCODE_OUT_OF_RESOURCES);
         EXPECT_LOG(log, 2, ZYL_LOG_ANY_FAILURE_s, "attach condition");
         EXPECT_LOG_COUNT(log, 1U);
         EXPECT_THAT(registered(), ElementsAre(first));
     }
     EXPECT_EQ(ZYLOsapiHeap_getBlockCount(), blocks) << "the record went back to its pool";
-    EXPECT_EQ(calls.count("detach"), 0);
+    EXPECT_EQ(doubles.count("DDS_WaitSet_detach_condition"), 0);
     EXPECT_EQ(heard.count("attached"), 1);
     EXPECT_THAT(masks(second), IsEmpty());
 }
@@ -154,7 +129,7 @@ TEST_F(Task, an_attach_whose_mask_fails_stands_without_a_callback)
 {
     create(1);
     HandledGuard &guard = newGuard();
-    calls.fail("mask");
+    doubles.on("DDS_WaitSet_mask_condition").fail();
     EXPECT_EQ(attach(guard.condition()), DDS_RETCODE_OK);
     EXPECT_LOG(log, 2, ZYL_LOG_ANY_FAILURE_s, "mask condition");
     EXPECT_LOG_COUNT(log, 1U);
@@ -180,11 +155,13 @@ TEST_F(Task, a_detach_unmasks_detaches_reports_and_forgets_in_this_order)
     HandledGuard &guard = newGuard();
     EXPECT_EQ(attach(guard.condition()), DDS_RETCODE_OK);
     EXPECT_EQ(setState(DDS_SUSPENDED_AWS_STARTED_STATE), DDS_RETCODE_OK);
-    before("detach", [&] { EXPECT_TRUE(takesPart(guard)) << "it leaves unmasked"; });
+    doubles.on("DDS_WaitSet_detach_condition").before(1, [&] {
+        EXPECT_TRUE(takesPart(guard)) << "it leaves unmasked";
+    });
     heard.onEvent = [&](const RecordingListener::Event &event) {
         EXPECT_EQ(event.condition, guard.condition());
         EXPECT_EQ(DDS_AsyncWaitSet_isHandlerAttached(aws, guard.condition()), 1) << "reported before it is forgotten";
-        EXPECT_EQ(calls.count("detach"), 1) << "and after it was detached";
+        EXPECT_EQ(doubles.count("DDS_WaitSet_detach_condition"), 1) << "and after it was detached";
     };
     EXPECT_EQ(detach(guard.condition()), DDS_RETCODE_OK);
     EXPECT_EQ(heard.count("detached"), 1);
@@ -196,10 +173,10 @@ TEST_F(Task, a_detach_unmasks_detaches_reports_and_forgets_in_this_order)
 TEST_F(Task, detaching_what_is_not_attached_succeeds_silently)
 {
     create(2);
-    calls.clear();
+    doubles.clear();
     EXPECT_EQ(detach(newCondition()), DDS_RETCODE_OK);
     EXPECT_EQ(heard.count("detached"), 0);
-    EXPECT_EQ(calls.count("detach"), 0);
+    EXPECT_EQ(doubles.count("DDS_WaitSet_detach_condition"), 0);
     EXPECT_NO_LOG(log);
 }
 
@@ -208,11 +185,11 @@ TEST_F(Task, a_detach_that_cannot_unmask_is_an_error_and_changes_nothing)
     create(1);
     DDS_Condition *const condition = newCondition();
     EXPECT_EQ(attach(condition), DDS_RETCODE_OK);
-    calls.fail("mask");
+    doubles.on("DDS_WaitSet_mask_condition").fail();
     EXPECT_EQ(detach(condition), DDS_RETCODE_ERROR);
     EXPECT_LOG(log, 2, ZYL_LOG_ANY_FAILURE_s, "mask condition");
     EXPECT_LOG_COUNT(log, 1U);
-    EXPECT_EQ(calls.count("detach"), 0);
+    EXPECT_EQ(doubles.count("DDS_WaitSet_detach_condition"), 0);
     EXPECT_EQ(heard.count("detached"), 0);
     EXPECT_THAT(registered(), ElementsAre(condition));
 }
@@ -222,7 +199,7 @@ TEST_F(Task, a_refused_detach_leaves_the_condition_registered)
     create(1);
     HandledGuard &guard = newGuard();
     EXPECT_EQ(attach(guard.condition()), DDS_RETCODE_OK);
-    calls.fail("detach");
+    doubles.on("DDS_WaitSet_detach_condition").fail();
     EXPECT_EQ(detach(guard.condition()), DDS_RETCODE_ILLEGAL_OPERATION);
     EXPECT_LOG(log, 2, ZYL_LOG_ANY_FAILURE_s, "detach condition");
     EXPECT_LOG_COUNT(log, 1U);
@@ -238,7 +215,7 @@ TEST_F(Task, a_state_that_does_not_exist_is_refused_and_leaves_the_token_alone)
     create(1);
     DDS_Condition *const condition = newCondition();
     EXPECT_EQ(attach(condition), DDS_RETCODE_OK);
-    maskCalls.clear();
+    doubles.clear();
     for (const int state : {2, -1, 7}) {
         log.clear();
         EXPECT_EQ(setState(state), DDS_RETCODE_ERROR);
@@ -262,10 +239,10 @@ TEST_F(Task, a_state_is_applied_to_all_conditions_in_registry_order_each_time)
                                            {DDS_RUNNING_AWS_STARTED_STATE, true},
                                            {DDS_RUNNING_AWS_STARTED_STATE, true}};
     for (const auto &[state, isRunning] : states) {
-        maskCalls.clear();
+        doubles.clear();
         EXPECT_EQ(setState(state), DDS_RETCODE_OK);
         EXPECT_EQ(static_cast<int>(aws->_runningState), state);
-        EXPECT_THAT(maskCalls, ElementsAre(std::pair(first, isRunning), std::pair(second, isRunning)));
+        EXPECT_THAT(maskCalls(), ElementsAre(maskCall(first, isRunning), maskCall(second, isRunning)));
         EXPECT_EQ(takesPart(guards[0]), isRunning);
         EXPECT_EQ(takesPart(guards[1]), isRunning);
     }
@@ -276,7 +253,7 @@ TEST_F(Task, a_state_that_cannot_be_applied_to_one_condition_is_applied_to_the_o
 {
     create(1);
     for (int i = 0; i < 3; ++i) EXPECT_EQ(attach(newCondition()), DDS_RETCODE_OK);
-    calls.fail("mask", 2);
+    doubles.on("DDS_WaitSet_mask_condition").fail(2);
     EXPECT_EQ(setState(DDS_SUSPENDED_AWS_STARTED_STATE), DDS_RETCODE_OK);
     EXPECT_LOG(log, 2, ZYL_LOG_ANY_FAILURE_s, "mask condition");
     EXPECT_LOG_COUNT(log, 1U);
@@ -349,22 +326,22 @@ TEST_F(Task, an_early_execution_reports_ok_under_the_critical_section)
          {DDS_AsyncWaitSetTask_attachCondition, DDS_AsyncWaitSetTask_detachCondition, DDS_AsyncWaitSetTask_setState}) {
         DDS_AWSTaskInfo info = requestOf(nullptr, 1, token);
         token->retCode = DDS_RETCODE_ERROR;
-        before("leave", [&] { EXPECT_EQ(token->retCode, DDS_RETCODE_OK); });
-        before("enter", [&] { EXPECT_EQ(token->retCode, DDS_RETCODE_ERROR); });
-        calls.clear();
+        area("leave").before(1, [&] { EXPECT_EQ(token->retCode, DDS_RETCODE_OK); });
+        area("enter").before(1, [&] { EXPECT_EQ(token->retCode, DDS_RETCODE_ERROR); });
+        doubles.clear();
         EXPECT_EQ(task(nullptr, &info), nullptr);
-        EXPECT_THAT(calls.list(), ElementsAre("enter", "leave"));
+        EXPECT_THAT(doubles.calls(), ElementsAre("enter", "leave"));
         EXPECT_EQ(token->retCode, DDS_RETCODE_OK);
 
         info._completionToken = nullptr;
-        calls.clear();
+        doubles.clear();
         EXPECT_EQ(task(nullptr, &info), nullptr);
-        EXPECT_THAT(calls.list(), IsEmpty()) << "there is nobody to report to";
+        EXPECT_THAT(doubles.calls(), IsEmpty()) << "there is nobody to report to";
 
         for (const char *const step : {"enter", "leave"}) {
             info._completionToken = token;
             token->retCode = DDS_RETCODE_ERROR;
-            calls.fail(step);
+            area(step).fail();
             log.clear();
             EXPECT_EQ(task(nullptr, &info), nullptr);
             EXPECT_LOG(log, 2, VESK_LOG_WORKER_EXCLUSIVE_AREA_FAILURE_s, step);

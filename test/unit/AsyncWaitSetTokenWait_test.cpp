@@ -1,21 +1,11 @@
 /// @file
 /// Waiting for a token: what is refused, what the waiter brings back, and what a token can go through while somebody
 /// waits on it. The test stands in the token's wait, so nobody blocks.
-// Replaces: VESKWorker_enterExclusiveArea VESKWorker_leaveExclusiveArea ZYLOsapiBarrier_wait
 // Replaces: DDS_WaitSet_attach_condition
 #include <thread>
 
 #include "AwsQueueFixture.hpp"
 #include "halo_runtime/zyl/ZYLShared.pkg.hpp"
-
-extern "C" {
-DDS_ReturnCode_t __real_DDS_WaitSet_attach_condition(DDS_WaitSet *, DDS_Condition *);
-DDS_ReturnCode_t __wrap_DDS_WaitSet_attach_condition(DDS_WaitSet *self, DDS_Condition *condition)
-{
-    if (AwsQueueTest::fails("attach")) return DDS_RETCODE_OUT_OF_RESOURCES;
-    return __real_DDS_WaitSet_attach_condition(self, condition);
-}
-}
 
 namespace {
 
@@ -143,10 +133,10 @@ TEST_F(TokenWait, the_internal_wait_for_a_processed_token_returns_at_once_and_fo
     Token *const token = newToken();
     token->_state = PROCESSED;
     token->retCode = DDS_RETCODE_ERROR;
-    calls.clear();
+    doubles.clear();
     EXPECT_EQ(waitI(token), DDS_RETCODE_OK);
     EXPECT_EQ(token->retCode, DDS_RETCODE_OK);
-    EXPECT_THAT(calls.list(), testing::ElementsAre("enter", "leave")) << "the test's own";
+    EXPECT_THAT(doubles.calls(), testing::ElementsAre("enter", "leave")) << "the test's own";
     EXPECT_NO_LOG(log);
 }
 
@@ -160,7 +150,7 @@ TEST_F(TokenWait, a_waiter_gives_the_critical_section_up_and_changes_the_token_w
         EXPECT_EQ(token->_isWaiting, 1);
         EXPECT_EQ(timeout.sec, 1);
         EXPECT_EQ(timeout.frac, 0x80000000U);
-        before("enter", [&] {
+        area("enter").before(1, [&] {
             EXPECT_EQ(token->_isWaiting, 1);
             EXPECT_EQ(token->_state, QUEUED);
         });
@@ -215,7 +205,7 @@ TEST_F(TokenWait, a_wait_with_a_failing_area_is_an_error_and_leaves_the_token_ta
     TokenInterceptor interceptor(token);
     interceptor.onWait = [](const ZYLNtpTime &) { return DDS_RETCODE_OK; };
     enter();
-    calls.fail("leave");
+    area("leave").fail();
     EXPECT_EQ(DDS_AsyncWaitSet_waitForTaskExecutedI(aws, token, &DDS_DURATION_ZERO), DDS_RETCODE_ERROR);
     EXPECT_LOG(log, 2, VESK_LOG_WORKER_EXCLUSIVE_AREA_FAILURE_s, "leave");
     EXPECT_EQ(token->_isWaiting, 1);
@@ -225,7 +215,7 @@ TEST_F(TokenWait, a_wait_with_a_failing_area_is_an_error_and_leaves_the_token_ta
     token->_isWaiting = 0;
     log.clear();
     enter();
-    calls.fail("enter");
+    area("enter").fail();
     EXPECT_EQ(DDS_AsyncWaitSet_waitForTaskExecutedI(aws, token, &DDS_DURATION_ZERO), DDS_RETCODE_ERROR);
     EXPECT_LOG(log, 2, VESK_LOG_WORKER_EXCLUSIVE_AREA_FAILURE_s, "enter");
     EXPECT_LOG_COUNT(log, 1U);
@@ -273,7 +263,7 @@ TEST_F(TokenWait, the_public_wait_reports_a_failing_area)
     token->retCode = DDS_RETCODE_OK;
     for (const char *const step : {"enter", "leave"}) {
         log.clear();
-        calls.fail(step);
+        area(step).fail();
         EXPECT_EQ(wait(token), DDS_RETCODE_ERROR);
         EXPECT_LOG(log, 2, VESK_LOG_WORKER_EXCLUSIVE_AREA_FAILURE_s, step);
         EXPECT_LOG_COUNT(log, 1U);
@@ -287,7 +277,7 @@ TEST_F(TokenWait, a_failed_inline_request_reaches_its_waiter_once)
 {
     create(2);
     Token *const token = newToken();
-    calls.fail("attach");
+    doubles.on("DDS_WaitSet_attach_condition").fail();
     EXPECT_EQ(submit(DDS_AsyncWaitSetTask_attachCondition, token, newCondition()), DDS_RETCODE_OK);
     EXPECT_EQ(wait(token), DDS_RETCODE_OUT_OF_RESOURCES);
     EXPECT_EQ(token->retCode, DDS_RETCODE_OK);
@@ -355,7 +345,7 @@ TEST_F(TokenWait, a_token_deleted_under_its_waiter_is_destroyed_when_the_waiter_
             EXPECT_EQ(DDS_AsyncWaitSet_delete_completion_token(aws, token), DDS_RETCODE_OK);
             EXPECT_EQ(lentTokens() + idleTokens(), 0) << "counted as deleted at once";
             EXPECT_EQ(ZYLOsapiHeap_getBlockCount(), blocks) << "but still there for its waiter";
-            if (*failing != '\0') calls.fail(failing);
+            if (*failing != '\0') area(failing).fail();
             interceptor.release();
             return DDS_RETCODE_OK;
         };

@@ -179,11 +179,8 @@ TEST_F(Execution, a_broken_barrier_ends_the_execution)
 
 TEST_F(Execution, leadership_that_cannot_be_had_back_ends_the_execution)
 {
-    expectHandOverFails(
-        [this] {
-            area("lead").fail(2); /* the first one is the test's */
-        },
-        "become leader");
+    constexpr int second = 2;  // the first one is the test's
+    expectHandOverFails([this] { area("lead").fail(second); }, "become leader");
 }
 
 TEST_F(Execution, a_stop_is_left_to_be_acknowledged_and_nothing_is_handed_over)

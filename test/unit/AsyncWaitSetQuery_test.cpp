@@ -85,8 +85,8 @@ TEST_F(RegistryQuery, the_query_keeps_the_length_it_reached_when_the_sequence_ca
     create(1);
     attachNew();
     attachNew();
-    doubles.on("DDS_ConditionSeq_set_length")
-        .fail(3);  // after the one that empties it and the one for the first condition
+    // After the one that empties it and the one for the first condition.
+    doubles.on("DDS_ConditionSeq_set_length").fail(3);
     EXPECT_EQ(DDS_AsyncWaitSet_get_conditions(aws, &seq), DDS_RETCODE_ERROR);
     EXPECT_LOG(log, 2, ZYL_LOG_ANY_FAILURE_s, "ensure length in attach_conditions sequence");
     EXPECT_LOG_COUNT(log, 1U);

@@ -6,6 +6,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
+
 #include "AwsFixture.hpp"
 #include "Signal.hpp"
 #include "SimScenario.hpp"
@@ -37,10 +39,9 @@ TEST(SimulatedDoubles, an_action_may_let_other_threads_run)
         Doubles doubles;
         HandledGuard guard;
         Signal go;
-        int inside = 0;
+        std::atomic<int> inside{0};
         doubles.on("DDS_GuardCondition_set_trigger_value").before([&](DDS_GuardCondition *, DDS_Boolean) {
-            ++inside;
-            if (inside == 2) go.give();
+            if (++inside == 2) go.give();
             go.take();
             go.give();
         });

@@ -47,27 +47,34 @@ using doubled::Kind;
 using doubled::Rule;
 using doubled::Step;
 
+constexpr auto relaxed = std::memory_order_relaxed;
+
 /// Guards all that a `Doubles` keeps, and the way from `everywhere` into it.
 std::mutex kitMutex;
 
 /// The list of replaced services; complete before main begins.
 constinit doubled::Service *firstService = nullptr;
 
+// What belongs to one thread is atomic here: simulated threads share it, and the thread sanitizer tells them apart.
 /// The one whose thread this is.
-constinit thread_local Doubles *ownDoubles = nullptr;
+constinit thread_local std::atomic<Doubles *> ownDoubles = nullptr;
 /// The one that watches services on every thread.
 constinit std::atomic<Doubles *> everywhere = nullptr;
 /// Whether the thread is inside the kit: what the kit itself needs, memory above all, is never doubled.
-constinit thread_local bool isInside = false;
+constinit thread_local std::atomic<bool> isInside = false;
 
 /// The mutex of the kit, and no doubling while it is held.
 class Inside {
 public:
-    Inside() : _wasInside(std::exchange(isInside, true)) { kitMutex.lock(); }
+    Inside() : _wasInside(isInside.load(relaxed))
+    {
+        isInside.store(true, relaxed);
+        kitMutex.lock();
+    }
     ~Inside()
     {
         kitMutex.unlock();
-        isInside = _wasInside;
+        isInside.store(_wasInside, relaxed);
     }
     Inside(const Inside &) = delete;
     Inside &operator=(const Inside &) = delete;
@@ -142,16 +149,16 @@ Service *Service::find(const std::string &name)
 
 bool Service::isWatched()
 {
-    return !isInside && (ownDoubles != nullptr || everywhere.load(std::memory_order_relaxed) != nullptr);
+    return !isInside.load(relaxed) && (ownDoubles.load(relaxed) != nullptr || everywhere.load(relaxed) != nullptr);
 }
 
 Verdict Service::arrive(const Call &call)
 {
     const Inside inside;
     Verdict verdict;
-    Doubles *const master = ownDoubles != nullptr ? ownDoubles : everywhere.load(std::memory_order_relaxed);
+    const bool isOwn = ownDoubles.load(relaxed) != nullptr;
+    Doubles *const master = isOwn ? ownDoubles.load(relaxed) : everywhere.load(relaxed);
     if (master == nullptr) return verdict;
-    const bool isOwn = ownDoubles != nullptr;
     bool isNoted = isOwn;
     const Rule *noting = nullptr;
     std::vector<Step> due;
@@ -209,7 +216,7 @@ DoubledService &DoubledService::onEveryThread()
 {
     const Inside inside;
     _rule->isForEveryThread = true;
-    everywhere.store(_owner, std::memory_order_relaxed);
+    everywhere.store(_owner, relaxed);
     return *this;
 }
 
@@ -300,9 +307,9 @@ void DoubledService::complain(const std::string &text) const
 
 // ---------------------------------------------------------------- the master
 
-Doubles::Doubles() : _former(ownDoubles)
+Doubles::Doubles() : _former(ownDoubles.load(relaxed))
 {
-    ownDoubles = this;
+    ownDoubles.store(this, relaxed);
 }
 
 Doubles::~Doubles()
@@ -311,7 +318,7 @@ Doubles::~Doubles()
         const Inside inside;
         Doubles *self = this;
         everywhere.compare_exchange_strong(self, nullptr);
-        ownDoubles = _former;
+        ownDoubles.store(_former, relaxed);
     }
     for (const void *object : _named) doubled::setName(object, {});
 }

@@ -10,22 +10,10 @@
 
 #include "AwsFixture.hpp"
 #include "LogCapture.hpp"
-#include "ServiceCalls.hpp"
 #include "dds_c/dds_c_log.h"
+#include "doubles/Doubles.hpp"
 #include "halo_runtime/dds/DDS_String.pkg.h"
 #include "halo_runtime/zyl/ZYLOsapiHeap.pkg.h"
-
-extern "C" int __real_ZYLOsapiHeap_reallocateMemoryInternal(void **block, size_t size, int alignment, int reallocate,
-                                                            int flag, const char *routine, ZYLOsapiAllocKind kind,
-                                                            const char *typeName);
-extern "C" int __wrap_ZYLOsapiHeap_reallocateMemoryInternal(void **block, size_t size, int alignment, int reallocate,
-                                                            int flag, const char *routine, ZYLOsapiAllocKind kind,
-                                                            const char *typeName)
-{
-    if (ServiceCalls::fails("heap")) return 0;
-    return __real_ZYLOsapiHeap_reallocateMemoryInternal(block, size, alignment, reallocate, flag, routine, kind,
-                                                        typeName);
-}
 
 namespace {
 
@@ -91,6 +79,8 @@ protected:
     DDS_AsyncWaitSetProperty_t full;
     DDS_AsyncWaitSetProperty_t copy;
     LogCapture log{0xff};
+    Doubles doubles;
+    DoubledService heap = doubles.on("ZYLOsapiHeap_reallocateMemoryInternal");
 };
 
 TEST_F(Property, the_default_constant_holds_the_documented_values)
@@ -177,8 +167,7 @@ TEST_F(Property, a_property_copied_onto_itself_stays_as_it_is)
 
 TEST_F(Property, a_copy_without_memory_for_the_prefix_fails_and_can_be_finalized)
 {
-    ServiceCalls calls;
-    calls.fail("heap");
+    heap.fail();
     EXPECT_EQ(DDS_AsyncWaitSetProperty_t_copy(&copy, &full), nullptr);
     EXPECT_LOG(log, ZYL_LOG_LEVEL_WARNING, ZYL_LOG_ANY_FAILURE_s, "copy thread name prefix");
     EXPECT_EQ(copy.thread_name_prefix, nullptr);
@@ -188,8 +177,7 @@ TEST_F(Property, a_copy_without_memory_for_the_prefix_fails_and_can_be_finalized
 
 TEST_F(Property, a_copy_without_memory_for_the_cpu_list_fails_and_can_be_finalized)
 {
-    ServiceCalls calls;
-    calls.fail("heap", 2);
+    heap.fail(2);
     EXPECT_EQ(DDS_AsyncWaitSetProperty_t_copy(&copy, &full), nullptr);
     EXPECT_LOG(log, ZYL_LOG_LEVEL_WARNING, ZYL_LOG_ANY_FAILURE_s, "copy cpu list");
     EXPECT_THAT(cpusOf(copy), ElementsAre());

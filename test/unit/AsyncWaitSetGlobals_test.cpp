@@ -13,31 +13,9 @@
 
 #include "AwsFixture.hpp"
 #include "LogCapture.hpp"
-#include "ServiceCalls.hpp"
+#include "doubles/Doubles.hpp"
 #include "halo_runtime/zyl/ZYLOsapiHeap.pkg.h"
 #include "halo_runtime/zyl/ZYLOsapiTss.pkg.h"
-
-extern "C" {
-int __real_ZYLOsapiHeap_reallocateMemoryInternal(void **block, size_t size, int alignment, int reallocate, int flag,
-                                                 const char *routine, ZYLOsapiAllocKind kind, const char *typeName);
-int __wrap_ZYLOsapiHeap_reallocateMemoryInternal(void **block, size_t size, int alignment, int reallocate, int flag,
-                                                 const char *routine, ZYLOsapiAllocKind kind, const char *typeName)
-{
-    if (ServiceCalls::fails("heap")) return 0;
-    return __real_ZYLOsapiHeap_reallocateMemoryInternal(block, size, alignment, reallocate, flag, routine, kind,
-                                                        typeName);
-}
-int __real_ZYLOsapiTss_createKey(uint32_t *keyOut);
-int __wrap_ZYLOsapiTss_createKey(uint32_t *keyOut)
-{
-    return ServiceCalls::fails("createKey") ? 0 : __real_ZYLOsapiTss_createKey(keyOut);
-}
-int __real_VESKWorkerPerThread_initialize(struct VESKWorkerPerThread *self);
-int __wrap_VESKWorkerPerThread_initialize(struct VESKWorkerPerThread *self)
-{
-    return ServiceCalls::fails("workerPerThread") ? 0 : __real_VESKWorkerPerThread_initialize(self);
-}
-}
 
 namespace {
 
@@ -125,10 +103,10 @@ TEST(Globals, the_second_worker_is_another_one_and_is_freed_by_its_deletion)
 TEST(Globals, a_second_worker_without_memory_is_null)
 {
     ASSERT_NE(globals(), nullptr);
-    ServiceCalls calls;
-    calls.fail("heap");
+    Doubles doubles;
+    doubles.on("ZYLOsapiHeap_reallocateMemoryInternal").fail();
     EXPECT_EQ(DDS_AsyncWaitSetGlobals_createDdsWorker(globals(), "worker"), nullptr);
-    EXPECT_EQ(calls.failedCount(), 1);
+    EXPECT_EQ(doubles.failedCount(), 1);
 }
 
 TEST(Globals, a_thread_finds_the_record_it_stored_and_no_other_thread_does)
@@ -157,22 +135,22 @@ TEST(Globals, a_thread_finds_the_record_it_stored_and_no_other_thread_does)
 /// The first use in a process fails, so each of these needs a process of its own.
 void exitWithFirstUse(const char *failingService)
 {
-    ServiceCalls calls;
-    calls.fail(failingService);
+    Doubles doubles;
+    doubles.on(failingService).fail();
     const bool isNull = globals() == nullptr;
-    std::_Exit(isNull && calls.failedCount() == 1 ? 0 : 1);
+    std::_Exit(isNull && doubles.failedCount() == 1 ? 0 : 1);
 }
 
 TEST(GlobalsDeathTest, without_a_key_for_the_pool_threads_there_is_no_instance)
 {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
-    EXPECT_EXIT(exitWithFirstUse("createKey"), testing::ExitedWithCode(0), "");
+    EXPECT_EXIT(exitWithFirstUse("ZYLOsapiTss_createKey"), testing::ExitedWithCode(0), "");
 }
 
 TEST(GlobalsDeathTest, without_workers_there_is_no_instance)
 {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
-    EXPECT_EXIT(exitWithFirstUse("workerPerThread"), testing::ExitedWithCode(0), "");
+    EXPECT_EXIT(exitWithFirstUse("VESKWorkerPerThread_initialize"), testing::ExitedWithCode(0), "");
 }
 
 }  // namespace

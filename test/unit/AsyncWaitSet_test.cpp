@@ -9,8 +9,8 @@
 
 #include "AwsFixture.hpp"
 #include "LogCapture.hpp"
-#include "ServiceCalls.hpp"
 #include "dds_c/dds_c_log.h"
+#include "doubles/Doubles.hpp"
 #include "halo_runtime/zyl/ZYLOsapiHeap.pkg.h"
 
 namespace {
@@ -26,63 +26,20 @@ struct Initialization {
     VESKOrderedDataTypeCompareWithUserDataFunction compare;
     void *compareUserData;
 };
-Initialization initialization;
-
-}  // namespace
-
-extern "C" {
-int __real_DDS_AsyncWaitSet_initialize(DDS_AsyncWaitSet *self, DDS_DomainParticipantFactory *factory,
-                                       DDS_AsyncWaitSetGlobals *globals, const DDS_AsyncWaitSetProperty_t *property,
-                                       const DDS_AsyncWaitSetListener *listener, const DDS_ThreadFactory *threadFactory,
-                                       VESKOrderedDataTypeCompareWithUserDataFunction compare, void *compareUserData);
-int __wrap_DDS_AsyncWaitSet_initialize(DDS_AsyncWaitSet *self, DDS_DomainParticipantFactory *factory,
-                                       DDS_AsyncWaitSetGlobals *globals, const DDS_AsyncWaitSetProperty_t *property,
-                                       const DDS_AsyncWaitSetListener *listener, const DDS_ThreadFactory *threadFactory,
-                                       VESKOrderedDataTypeCompareWithUserDataFunction compare, void *compareUserData)
-{
-    initialization = {self, factory, globals, property, listener, threadFactory, compare, compareUserData};
-    if (ServiceCalls::fails("initialize")) return 0;
-    return __real_DDS_AsyncWaitSet_initialize(self, factory, globals, property, listener, threadFactory, compare,
-                                              compareUserData);
-}
-DDS_ReturnCode_t __real_DDS_AsyncWaitSet_finalize(DDS_AsyncWaitSet *self);
-DDS_ReturnCode_t __wrap_DDS_AsyncWaitSet_finalize(DDS_AsyncWaitSet *self)
-{
-    return ServiceCalls::fails("finalize") ? DDS_RETCODE_OUT_OF_RESOURCES : __real_DDS_AsyncWaitSet_finalize(self);
-}
-DDS_AsyncWaitSetProperty_t *__real_DDS_AsyncWaitSetProperty_t_copy(DDS_AsyncWaitSetProperty_t *self,
-                                                                   const DDS_AsyncWaitSetProperty_t *source);
-DDS_AsyncWaitSetProperty_t *__wrap_DDS_AsyncWaitSetProperty_t_copy(DDS_AsyncWaitSetProperty_t *self,
-                                                                   const DDS_AsyncWaitSetProperty_t *source)
-{
-    return ServiceCalls::fails("copy") ? nullptr : __real_DDS_AsyncWaitSetProperty_t_copy(self, source);
-}
-DDS_AsyncWaitSetGlobals *__real_DDS_AsyncWaitSetGlobals_get_instance(void);
-DDS_AsyncWaitSetGlobals *__wrap_DDS_AsyncWaitSetGlobals_get_instance(void)
-{
-    return ServiceCalls::fails("globals") ? nullptr : __real_DDS_AsyncWaitSetGlobals_get_instance();
-}
-DDS_DomainParticipantFactory *__real_DDS_DomainParticipantFactory_get_instance(void);
-DDS_DomainParticipantFactory *__wrap_DDS_DomainParticipantFactory_get_instance(void)
-{
-    return ServiceCalls::fails("factory") ? nullptr : __real_DDS_DomainParticipantFactory_get_instance();
-}
-int __real_ZYLOsapiHeap_reallocateMemoryInternal(void **block, size_t size, int alignment, int reallocate, int flag,
-                                                 const char *routine, ZYLOsapiAllocKind kind, const char *typeName);
-int __wrap_ZYLOsapiHeap_reallocateMemoryInternal(void **block, size_t size, int alignment, int reallocate, int flag,
-                                                 const char *routine, ZYLOsapiAllocKind kind, const char *typeName)
-{
-    if (ServiceCalls::fails("heap", LogCapture::format("%s %s %zu", routine, typeName, size))) return 0;
-    return __real_ZYLOsapiHeap_reallocateMemoryInternal(block, size, alignment, reallocate, flag, routine, kind,
-                                                        typeName);
-}
-}
-
-namespace {
 
 class Object : public testing::Test {
 protected:
-    Object() { DDS_AsyncWaitSetGlobals_get_instance(); }
+    Object()
+    {
+        DDS_AsyncWaitSetGlobals_get_instance();
+        doubles.on("DDS_AsyncWaitSet_initialize")
+            .before([this](DDS_AsyncWaitSet *self, DDS_DomainParticipantFactory *factory,
+                           DDS_AsyncWaitSetGlobals *globals, const DDS_AsyncWaitSetProperty_t *given,
+                           const DDS_AsyncWaitSetListener *hearing, const DDS_ThreadFactory *making,
+                           VESKOrderedDataTypeCompareWithUserDataFunction compare, void *compareUserData) {
+                initialization = {self, factory, globals, given, hearing, making, compare, compareUserData};
+            });
+    }
     ~Object() override { EXPECT_EQ(ZYLOsapiHeap_getBlockCount(), blocks); }
     Object(const Object &) = delete;
     Object &operator=(const Object &) = delete;
@@ -102,7 +59,8 @@ protected:
     const DDS_ThreadFactory threadFactory =
         DDS_DomainParticipantFactory_get_default_thread_factory(DDS_DomainParticipantFactory_get_instance());
     LogCapture log;
-    ServiceCalls calls;
+    Doubles doubles;
+    Initialization initialization = {};
 };
 
 int compareNothing(const void *, const void *, const void *)
@@ -172,11 +130,11 @@ TEST_F(Object, the_internal_constructor_passes_everything_on)
 
 TEST_F(Object, the_record_is_one_structure_of_the_heap)
 {
+    doubles.on("ZYLOsapiHeap_reallocateMemoryInternal")
+        .with("ZYLOsapiHeap_allocateStructure", "DDS_AsyncWaitSet", sizeof(DDS_AsyncWaitSet))
+        .as("the record");
     DDS_AsyncWaitSet *const aws = DDS_AsyncWaitSet_new(&property);
-    ASSERT_FALSE(calls.list().empty());
-    EXPECT_EQ(calls.count(LogCapture::format("heap(ZYLOsapiHeap_allocateStructure DDS_AsyncWaitSet %zu)",
-                                             sizeof(DDS_AsyncWaitSet))),
-              1);
+    EXPECT_EQ(doubles.count("the record"), 1);
     deleteWell(aws);
 }
 
@@ -194,7 +152,7 @@ TEST_F(Object, every_constructor_refuses_a_null_property)
                                         nullptr, nullptr));
     EXPECT_LOG(log, ZYL_LOG_LEVEL_WARNING, DDS_LOG_BAD_PARAMETER_s, "AWS_property");
     EXPECT_LOG_COUNT(log, 1U);
-    EXPECT_EQ(calls.count("initialize"), 0);
+    EXPECT_EQ(doubles.count("DDS_AsyncWaitSet_initialize"), 0);
 }
 
 TEST_F(Object, new_reports_every_failure_once_more_in_its_own_words)
@@ -204,7 +162,7 @@ TEST_F(Object, new_reports_every_failure_once_more_in_its_own_words)
     EXPECT_LOG(log, ZYL_LOG_LEVEL_WARNING, ZYL_LOG_CREATION_FAILURE_s, "AsyncWaitSet with NIL listener");
     EXPECT_LOG_COUNT(log, 2U);
     log.clear();
-    calls.fail("initialize");
+    doubles.on("DDS_AsyncWaitSet_initialize").fail();
     expectNothing(DDS_AsyncWaitSet_new(&property));
     EXPECT_LOG(log, ZYL_LOG_LEVEL_WARNING, ZYL_LOG_INIT_FAILURE_s, "DDS_AsyncWaitSet");
     EXPECT_LOG(log, ZYL_LOG_LEVEL_WARNING, ZYL_LOG_CREATION_FAILURE_s, "AsyncWaitSet with NIL listener");
@@ -220,22 +178,22 @@ TEST_F(Object, a_null_thread_factory_is_refused_after_the_property)
     expectNothing(DDS_AsyncWaitSet_new_with_thread_factory(nullptr, &listener, nullptr));
     EXPECT_LOG(log, ZYL_LOG_LEVEL_WARNING, DDS_LOG_BAD_PARAMETER_s, "property");
     EXPECT_LOG_COUNT(log, 1U);
-    EXPECT_EQ(calls.count("initialize"), 0);
+    EXPECT_EQ(doubles.count("DDS_AsyncWaitSet_initialize"), 0);
 }
 
 TEST_F(Object, a_record_without_memory_is_not_initialized)
 {
-    calls.fail("heap");
+    doubles.on("ZYLOsapiHeap_reallocateMemoryInternal").fail();
     expectNothing(DDS_AsyncWaitSet_new_with_listener(&property, &listener));
     EXPECT_LOG(log, ZYL_LOG_LEVEL_WARNING, ZYL_OSAPI_MEMORY_LOG_OUT_OF_HEAP_STRUCT_d,
                static_cast<int>(sizeof(DDS_AsyncWaitSet)));
     EXPECT_LOG_COUNT(log, 1U);
-    EXPECT_EQ(calls.count("initialize"), 0);
+    EXPECT_EQ(doubles.count("DDS_AsyncWaitSet_initialize"), 0);
 }
 
 TEST_F(Object, a_record_that_cannot_be_initialized_is_freed)
 {
-    calls.fail("initialize");
+    doubles.on("DDS_AsyncWaitSet_initialize").fail();
     expectNothing(DDS_AsyncWaitSet_new_with_listener(&property, &listener));
     EXPECT_LOG(log, ZYL_LOG_LEVEL_WARNING, ZYL_LOG_INIT_FAILURE_s, "DDS_AsyncWaitSet");
     EXPECT_LOG_COUNT(log, 1U);
@@ -243,13 +201,13 @@ TEST_F(Object, a_record_that_cannot_be_initialized_is_freed)
 
 TEST_F(Object, creation_fails_without_globals_and_without_a_factory)
 {
-    calls.fail("globals");
+    doubles.on("DDS_AsyncWaitSetGlobals_get_instance").fail();
     expectNothing(DDS_AsyncWaitSet_new_with_listener(&property, &listener));
     EXPECT_LOG(log, ZYL_LOG_LEVEL_PRECONDITION, ZYL_LOG_PRECONDITION_FAILURE_s, "\"globals == ((void *)0)\"");
     EXPECT_LOG(log, ZYL_LOG_LEVEL_WARNING, ZYL_LOG_INIT_FAILURE_s, "DDS_AsyncWaitSet");
     EXPECT_LOG_COUNT(log, 2U);
     log.clear();
-    calls.fail("factory");
+    doubles.on("DDS_DomainParticipantFactory_get_instance").fail();
     expectNothing(DDS_AsyncWaitSet_new_with_listener(&property, &listener));
     EXPECT_LOG(log, ZYL_LOG_LEVEL_PRECONDITION, ZYL_LOG_PRECONDITION_FAILURE_s, "\"factory == ((void *)0)\"");
     EXPECT_LOG(log, ZYL_LOG_LEVEL_WARNING, ZYL_LOG_INIT_FAILURE_s, "DDS_AsyncWaitSet");
@@ -261,7 +219,7 @@ TEST_F(Object, deleting_null_is_refused)
     EXPECT_EQ(DDS_AsyncWaitSet_delete(nullptr), DDS_RETCODE_BAD_PARAMETER);
     EXPECT_LOG(log, ZYL_LOG_LEVEL_WARNING, DDS_LOG_BAD_PARAMETER_s, "self");
     EXPECT_LOG_COUNT(log, 1U);
-    EXPECT_EQ(calls.count("finalize"), 0);
+    EXPECT_EQ(doubles.count("DDS_AsyncWaitSet_finalize"), 0);
 }
 
 TEST_F(Object, a_deletion_that_failed_keeps_the_object_and_may_be_repeated)
@@ -269,7 +227,7 @@ TEST_F(Object, a_deletion_that_failed_keeps_the_object_and_may_be_repeated)
     DDS_AsyncWaitSet *const aws = DDS_AsyncWaitSet_new(&property);
     ASSERT_NE(aws, nullptr);
     const size_t withObject = ZYLOsapiHeap_getBlockCount();
-    calls.fail("finalize");
+    doubles.on("DDS_AsyncWaitSet_finalize").fail();
     EXPECT_EQ(DDS_AsyncWaitSet_delete(aws), DDS_RETCODE_OUT_OF_RESOURCES);
     EXPECT_LOG(log, ZYL_LOG_LEVEL_WARNING, ZYL_LOG_ANY_FAILURE_s, "DDS_AsyncWaitSet_finalize");
     EXPECT_LOG_COUNT(log, 1U);
@@ -336,7 +294,7 @@ TEST_F(Object, a_property_that_cannot_be_read_out_is_an_error)
     EXPECT_EQ(DDS_AsyncWaitSet_get_property(nullptr, nullptr), DDS_RETCODE_BAD_PARAMETER);
     EXPECT_LOG_COUNT(log, 3U);
     log.clear();
-    calls.fail("copy");
+    doubles.on("DDS_AsyncWaitSetProperty_t_copy").fail();
     EXPECT_EQ(DDS_AsyncWaitSet_get_property(aws, &out), DDS_RETCODE_ERROR);
     EXPECT_LOG(log, ZYL_LOG_LEVEL_WARNING, ZYL_LOG_ANY_FAILURE_s, "copy property");
     EXPECT_LOG_COUNT(log, 1U);

@@ -9,66 +9,17 @@
 
 #include <cstddef>
 #include <cstring>
+#include <type_traits>
 
 #include "AwsFixture.hpp"
 #include "LogCapture.hpp"
-#include "ServiceCalls.hpp"
 #include "dds_c/dds_c_log.h"
+#include "doubles/Double.hpp"
+#include "doubles/Doubles.hpp"
 #include "halo_runtime/dds/DDS_String.pkg.h"
 #include "halo_runtime/zyl/ZYLOsapiHeap.pkg.h"
 #include "halo_runtime/zyl/ZYLOsapiThread.pkg.h"
 #include "halo_runtime/zyl/ZYLOsapiUtility.pkg.h"
-
-namespace {
-
-bool areDestructorsEnabled = true;
-
-}  // namespace
-
-extern "C" {
-
-int __real_ZYLOsapiHeap_reallocateMemoryInternal(void **block, size_t size, int alignment, int reallocate, int flag,
-                                                 const char *routine, ZYLOsapiAllocKind kind, const char *typeName);
-int __wrap_ZYLOsapiHeap_reallocateMemoryInternal(void **block, size_t size, int alignment, int reallocate, int flag,
-                                                 const char *routine, ZYLOsapiAllocKind kind, const char *typeName)
-{
-    const std::string argument = LogCapture::format("%zu %d %d %d %s %s %s", size, alignment, reallocate, flag, routine,
-                                                    kind == ZYL_OSAPI_STRING_ALLOC ? "string" : "other", typeName);
-    if (ServiceCalls::fails("heap", argument)) return 0;
-    return __real_ZYLOsapiHeap_reallocateMemoryInternal(block, size, alignment, reallocate, flag, routine, kind,
-                                                        typeName);
-}
-char *__real_ZYLOsapiUtility_strncpy(char *destination, size_t capacity, const char *source, size_t maximum);
-char *__wrap_ZYLOsapiUtility_strncpy(char *destination, size_t capacity, const char *source, size_t maximum)
-{
-    if (ServiceCalls::fails("strncpy", LogCapture::format("%zu %s %zu", capacity, source, maximum))) return nullptr;
-    return __real_ZYLOsapiUtility_strncpy(destination, capacity, source, maximum);
-}
-void __real_ZYLOsapiThread_createThreadName(char *nameOut, const char *prefix, int index, const char *moduleMark);
-void __wrap_ZYLOsapiThread_createThreadName(char *nameOut, const char *prefix, int index, const char *moduleMark)
-{
-    ServiceCalls::fails("compose name", LogCapture::format("%s %d %s", prefix, index, moduleMark));
-    __real_ZYLOsapiThread_createThreadName(nameOut, prefix, index, moduleMark);
-}
-int __wrap_ZYLOsapiThread_tssDestructorsAreEnabled(void)
-{
-    return areDestructorsEnabled ? 1 : 0;
-}
-void __wrap_DDS_AsyncWaitSetGlobals_deleteWorkerI(DDS_AsyncWaitSetGlobals *, VESKWorker *worker)
-{
-    ServiceCalls::fails("delete worker", LogCapture::format("%p", static_cast<void *>(worker)));
-}
-void __wrap_DDS_AsyncWaitSetGlobals_deleteDdsWorkerI(DDS_AsyncWaitSetGlobals *, VESKWorker *worker)
-{
-    ServiceCalls::fails("delete dds worker", LogCapture::format("%p", static_cast<void *>(worker)));
-}
-void __real_DDS_String_free(char *string);
-void __wrap_DDS_String_free(char *string)
-{
-    if (string != nullptr) ServiceCalls::fails("free name", string);
-    __real_DDS_String_free(string);
-}
-}
 
 namespace {
 
@@ -81,7 +32,13 @@ static_assert(FIELD(_owner) < FIELD(_threadName) && FIELD(_threadName) < FIELD(_
               FIELD(index) < FIELD(_lastRequestCount) && FIELD(_lastRequestCount) < FIELD(_lockedConditionInfo));
 #undef FIELD
 
-/// A thread factory that starts nothing; it notes what it is asked for.
+/// The functions of a thread factory.
+using CreateThread = std::remove_pointer_t<DDS_ThreadFactory_CreateThreadCallback>;
+using DeleteThread = std::remove_pointer_t<DDS_ThreadFactory_DeleteThreadCallback>;
+doubled::LocalDouble<CreateThread> createThread("create", {.failure = nullptr, .shown = {1}});
+doubled::LocalDouble<DeleteThread> deleteThread("join");
+
+/// A thread factory that starts nothing; it keeps what it is asked for.
 struct PaperFactory {
     struct Request {
         std::string name;
@@ -95,14 +52,15 @@ struct PaperFactory {
     {
         return {this,
                 [](void *data, const char *name, const DDS_ThreadSettings_t *settings,
-                   DDS_ThreadFactory_OnSpawnedFunction body, void *argument) -> void * {
+                   DDS_ThreadFactory_OnSpawnedFunction body, void *argument) {
                     auto &self = *static_cast<PaperFactory *>(data);
                     self.requests.push_back({name, settings, body, argument});
-                    return ServiceCalls::fails("create", name) ? nullptr : &self.requests;
+                    return createThread.callOr([&](auto...) -> void * { return &self.requests; }, data, name, settings,
+                                               body, argument);
                 },
                 [](void *data, void *handle) {
                     EXPECT_EQ(handle, &static_cast<PaperFactory *>(data)->requests);
-                    ServiceCalls::fails("join");
+                    deleteThread.callOr([](auto...) {}, data, handle);
                 }};
     }
 };
@@ -111,17 +69,26 @@ class Thread : public testing::Test {
 protected:
     Thread()
     {
-        areDestructorsEnabled = true;
         const DDS_AsyncWaitSetProperty_t property = propertyOf(3, 1, "prefix");
         const DDS_ThreadFactory factory = paper.factory();
         aws = DDS_AsyncWaitSet_new_with_thread_factory(&property, nullptr, &factory);
-        calls.clear();
+        // No worker of these tests was made by the globals.
+        for (const char *service :
+             {"DDS_AsyncWaitSetGlobals_deleteWorkerI", "DDS_AsyncWaitSetGlobals_deleteDdsWorkerI"})
+            doubles.on(service).instead([] {});
+        doubles.on("ZYLOsapiThread_tssDestructorsAreEnabled").unnoted();
+        doubles.on("ZYLOsapiHeap_reallocateMemoryInternal")
+            .as([](void **, size_t size, int alignment, int reallocate, int flag, const char *routine,
+                   ZYLOsapiAllocKind kind, const char *typeName) {
+                return LogCapture::format("heap(%zu %d %d %d %s %s %s)", size, alignment, reallocate, flag, routine,
+                                          kind == ZYL_OSAPI_STRING_ALLOC ? "string" : "other", typeName);
+            });
+        doubles.clear();
     }
     ~Thread() override
     {
         EXPECT_EQ(DDS_AsyncWaitSet_delete(aws), DDS_RETCODE_OK);
         EXPECT_EQ(ZYLOsapiHeap_getBlockCount(), blocks);
-        areDestructorsEnabled = true;
     }
     Thread(const Thread &) = delete;
     Thread &operator=(const Thread &) = delete;
@@ -132,7 +99,7 @@ protected:
     PaperFactory paper;
     DDS_AsyncWaitSet *aws = nullptr;
     LogCapture log;
-    ServiceCalls calls;
+    Doubles doubles;
 };
 
 // ---------------------------------------------------------------- records
@@ -167,32 +134,31 @@ TEST_F(Thread, a_finalized_record_has_released_handle_worker_and_name_in_this_or
     DDS_AsyncWaitSetThread &thread = record(1);
     thread._threadHandle = &paper.requests;
     thread._awsWorker = &awsWorker;
-    thread._ddsWorker = &ddsWorker;
+    thread._ddsWorker = doubles.name(&ddsWorker, "dds worker");
     thread._threadName = DDS_String_dup("name");
-    calls.clear();
+    doubles.clear();
     DDS_AsyncWaitSetThread_finalize(&thread);
-    EXPECT_THAT(calls.list(),
-                ElementsAre("join", LogCapture::format("delete dds worker(%p)", static_cast<void *>(&ddsWorker)),
-                            "free name(name)"));
+    EXPECT_THAT(doubles.calls(),
+                ElementsAre("join", "DDS_AsyncWaitSetGlobals_deleteDdsWorkerI(dds worker)", "DDS_String_free(name)"));
     EXPECT_EQ(thread._threadHandle, nullptr);
     EXPECT_EQ(thread._awsWorker, &awsWorker) << "it ends with its thread";
     EXPECT_EQ(thread._ddsWorker, nullptr);
     EXPECT_EQ(thread._threadName, nullptr);
     EXPECT_EQ(thread._owner, aws);
 
-    calls.clear();
+    doubles.clear();
     DDS_AsyncWaitSetThread_finalize(&thread);
-    EXPECT_THAT(calls.list(), ElementsAre());
+    EXPECT_THAT(doubles.calls(), ElementsAre());
     EXPECT_NO_LOG(log);
 }
 
 TEST_F(Thread, without_storage_destructors_the_record_deletes_its_first_worker_too)
 {
     VESKWorker awsWorker = {};
-    areDestructorsEnabled = false;
-    record(0)._awsWorker = &awsWorker;
+    doubles.on("ZYLOsapiThread_tssDestructorsAreEnabled").failFrom(1);
+    record(0)._awsWorker = doubles.name(&awsWorker, "aws worker");
     DDS_AsyncWaitSetThread_finalize(&record(0));
-    EXPECT_THAT(calls.list(), ElementsAre(LogCapture::format("delete worker(%p)", static_cast<void *>(&awsWorker))));
+    EXPECT_THAT(doubles.calls(), ElementsAre("DDS_AsyncWaitSetGlobals_deleteWorkerI(aws worker)"));
     EXPECT_EQ(record(0)._awsWorker, nullptr);
 }
 
@@ -203,20 +169,21 @@ protected:
     /// The pieces that the name is composed of.
     void expectComposed(const char *prefix, int index, const char *pieces)
     {
-        calls.clear();
+        doubles.clear();
         EXPECT_EQ(DDS_AsyncWaitSet_create_thread_name(name, prefix, index), 1);
-        EXPECT_EQ(calls.list().back(), LogCapture::format("compose name(%s)", pieces));
+        EXPECT_EQ(doubles.calls().back(), LogCapture::format("ZYLOsapiThread_createThreadName(%s)", pieces));
     }
 
     char name[ZYL_OSAPI_THREAD_NAME_SIZE] = "";
     LogCapture log{0xff};
-    ServiceCalls calls;
+    Doubles doubles;
 };
 
 TEST_F(ThreadName, a_name_is_composed_of_prefix_index_and_mark)
 {
-    expectComposed("abc", 7, "abc 7 AWs");
-    EXPECT_THAT(calls.list(), ElementsAre("strncpy(8 abc 8)", "compose name(abc 7 AWs)"));
+    expectComposed("abc", 7, "abc, 7, AWs");
+    EXPECT_THAT(doubles.calls(),
+                ElementsAre("ZYLOsapiUtility_strncpy(8, abc, 8)", "ZYLOsapiThread_createThreadName(abc, 7, AWs)"));
     EXPECT_THAT(name, testing::StartsWith("abc"));
     EXPECT_THAT(name, testing::HasSubstr("AWs"));
     EXPECT_NO_LOG(log);
@@ -224,21 +191,21 @@ TEST_F(ThreadName, a_name_is_composed_of_prefix_index_and_mark)
 
 TEST_F(ThreadName, without_a_prefix_there_is_a_default_one)
 {
-    expectComposed(nullptr, 0, "mTe##### 0 AWs");
-    EXPECT_THAT(calls.list(), ElementsAre("compose name(mTe##### 0 AWs)"));
-    expectComposed("", 1, "mTe##### 1 AWs");
+    expectComposed(nullptr, 0, "mTe#####, 0, AWs");
+    EXPECT_THAT(doubles.calls(), ElementsAre("ZYLOsapiThread_createThreadName(mTe#####, 0, AWs)"));
+    expectComposed("", 1, "mTe#####, 1, AWs");
     EXPECT_NO_LOG(log);
 }
 
 TEST_F(ThreadName, a_prefix_of_eight_characters_is_used_whole_and_silently)
 {
-    expectComposed("12345678", 2, "12345678 2 AWs");
+    expectComposed("12345678", 2, "12345678, 2, AWs");
     EXPECT_NO_LOG(log);
 }
 
 TEST_F(ThreadName, a_prefix_of_nine_characters_is_noted_and_shortened)
 {
-    expectComposed("123456789", 3, "12345678 3 AWs");
+    expectComposed("123456789", 3, "12345678, 3, AWs");
     EXPECT_LOG(log, ZYL_LOG_LEVEL_TRACE, ZYL_LOG_ANY_sssd, "Size of threadNamePrefix (", "123456789", ") bigger than",
                9);
     EXPECT_LOG_COUNT(log, 1U);
@@ -246,7 +213,7 @@ TEST_F(ThreadName, a_prefix_of_nine_characters_is_noted_and_shortened)
 
 TEST_F(ThreadName, a_prefix_that_cannot_be_copied_is_reported_with_nine_and_its_length)
 {
-    calls.fail("strncpy");
+    doubles.on("ZYLOsapiUtility_strncpy").fail();
     EXPECT_EQ(DDS_AsyncWaitSet_create_thread_name(name, "abcde", 0), 0);
     EXPECT_LOG(log, ZYL_LOG_LEVEL_WARNING, ZYL_LOG_INSUFFICIENT_SPACE_FAILURE_dd, 9, 5);
     EXPECT_LOG_COUNT(log, 1U);
@@ -258,7 +225,7 @@ TEST_F(ThreadName, a_name_needs_a_buffer)
     EXPECT_EQ(DDS_AsyncWaitSet_create_thread_name(nullptr, "abc", 0), 0);
     EXPECT_LOG(log, ZYL_LOG_LEVEL_PRECONDITION, ZYL_LOG_PRECONDITION_FAILURE_s, "\"threadName == ((void *)0)\"");
     EXPECT_LOG_COUNT(log, 1U);
-    EXPECT_THAT(calls.list(), ElementsAre());
+    EXPECT_THAT(doubles.calls(), ElementsAre());
 }
 
 // ---------------------------------------------------------------- creation
@@ -276,8 +243,9 @@ TEST_F(Thread, creation_asks_the_factory_for_a_thread_that_runs_the_record)
     EXPECT_EQ(record(2)._threadHandle, &paper.requests);
     EXPECT_STREQ(record(2)._threadName, "prefixAWs02");
     EXPECT_EQ(record(1)._threadHandle, nullptr);
-    EXPECT_THAT(calls.list(), ElementsAre("heap(17 -1 1 0 ZYLOsapiHeap_reallocateString string char)",
-                                          "strncpy(8 prefix 8)", "compose name(prefix 2 AWs)", "create(prefixAWs02)"));
+    EXPECT_THAT(doubles.calls(), ElementsAre("heap(17 -1 1 0 ZYLOsapiHeap_reallocateString string char)",
+                                             "ZYLOsapiUtility_strncpy(8, prefix, 8)",
+                                             "ZYLOsapiThread_createThreadName(prefix, 2, AWs)", "create(prefixAWs02)"));
     EXPECT_NO_LOG(log);
 }
 
@@ -285,14 +253,15 @@ TEST_F(Thread, creation_recycles_the_record_of_a_former_thread_first)
 {
     ASSERT_EQ(DDS_AsyncWaitSet_createThread(aws, 0), DDS_RETCODE_OK);
     VESKWorker ddsWorker = {};
-    record(0)._ddsWorker = &ddsWorker;
+    record(0)._ddsWorker = doubles.name(&ddsWorker, "dds worker");
     record(0)._lastRequestCount = 5;
-    calls.clear();
+    doubles.clear();
     ASSERT_EQ(DDS_AsyncWaitSet_createThread(aws, 0), DDS_RETCODE_OK);
-    EXPECT_THAT(calls.list(),
-                ElementsAre("join", LogCapture::format("delete dds worker(%p)", static_cast<void *>(&ddsWorker)),
-                            "free name(prefixAWs00)", "heap(17 -1 1 0 ZYLOsapiHeap_reallocateString string char)",
-                            "strncpy(8 prefix 8)", "compose name(prefix 0 AWs)", "create(prefixAWs00)"));
+    EXPECT_THAT(doubles.calls(),
+                ElementsAre("join", "DDS_AsyncWaitSetGlobals_deleteDdsWorkerI(dds worker)",
+                            "DDS_String_free(prefixAWs00)", "heap(17 -1 1 0 ZYLOsapiHeap_reallocateString string char)",
+                            "ZYLOsapiUtility_strncpy(8, prefix, 8)", "ZYLOsapiThread_createThreadName(prefix, 0, AWs)",
+                            "create(prefixAWs00)"));
     EXPECT_EQ(record(0)._lastRequestCount, 0);
     EXPECT_EQ(record(0)._lockedConditionInfo, nullptr);
     EXPECT_EQ(record(0)._ddsWorker, nullptr);
@@ -301,7 +270,7 @@ TEST_F(Thread, creation_recycles_the_record_of_a_former_thread_first)
 
 TEST_F(Thread, a_name_without_memory_creates_no_thread_and_reports_ok)
 {
-    calls.fail("heap");
+    doubles.on("ZYLOsapiHeap_reallocateMemoryInternal").fail();
     EXPECT_EQ(DDS_AsyncWaitSet_createThread(aws, 1), DDS_RETCODE_OK);
     EXPECT_LOG(log, ZYL_LOG_LEVEL_WARNING, ZYL_LOG_ANY_FAILURE_s, "allocate space for thread name");
     EXPECT_LOG_COUNT(log, 1U);
@@ -312,7 +281,7 @@ TEST_F(Thread, a_name_without_memory_creates_no_thread_and_reports_ok)
 
 TEST_F(Thread, a_failed_name_creates_no_thread_and_reports_ok)
 {
-    calls.fail("strncpy");
+    doubles.on("ZYLOsapiUtility_strncpy").fail();
     EXPECT_EQ(DDS_AsyncWaitSet_createThread(aws, 1), DDS_RETCODE_OK);
     EXPECT_LOG(log, ZYL_LOG_LEVEL_WARNING, ZYL_LOG_INSUFFICIENT_SPACE_FAILURE_dd, 9, 6);
     EXPECT_LOG(log, ZYL_LOG_LEVEL_WARNING, ZYL_LOG_CREATION_FAILURE_s, "AsyncWaitSet Thread Name");
@@ -323,12 +292,12 @@ TEST_F(Thread, a_failed_name_creates_no_thread_and_reports_ok)
 
 TEST_F(Thread, a_factory_without_a_thread_is_an_error)
 {
-    calls.fail("create");
+    doubles.on("create").fail();
     EXPECT_EQ(DDS_AsyncWaitSet_createThread(aws, 1), DDS_RETCODE_ERROR);
     EXPECT_LOG(log, ZYL_LOG_LEVEL_WARNING, ZYL_LOG_CREATION_FAILURE_s, "processing thread");
     EXPECT_LOG_COUNT(log, 1U);
     EXPECT_EQ(record(1)._threadHandle, nullptr);
-    EXPECT_EQ(calls.count("join"), 0);
+    EXPECT_EQ(doubles.count("join"), 0);
 }
 
 TEST_F(Thread, creation_needs_a_wait_set)

@@ -7,37 +7,28 @@
 
 #include "AwsFixture.hpp"
 #include "LogCapture.hpp"
-#include "ServiceCalls.hpp"
 #include "dds_c/dds_c_log.h"
+#include "doubles/Double.hpp"
+#include "doubles/Doubles.hpp"
 #include "halo_runtime/dds/DDS_String.pkg.h"
-
-extern "C" {
-int __wrap_DDS_AsyncWaitSet_becomeNewLeader(DDS_AsyncWaitSet *, DDS_AsyncWaitSetThread *thread);
-int __wrap_DDS_AsyncWaitSet_promoteNewLeader(DDS_AsyncWaitSet *, DDS_AsyncWaitSetThread *thread);
-}
 
 namespace {
 
 using testing::ElementsAre;
 
-/// What has been printed when something else happens.
-LogCapture *currentLog = nullptr;
+/// What the listener is told: the name of the event and the thread.
+doubled::LocalDouble<void(const char *, DDS_UnsignedLongLong)> listenerCall("listener");
 
-/// Note an event together with the number of lines printed before it.
-bool noteEvent(const char *what, const std::string &detail)
-{
-    return ServiceCalls::fails(what, LogCapture::format("%s after %zu", detail.c_str(), currentLog->entries().size()));
-}
+const char *const become = "DDS_AsyncWaitSet_becomeNewLeader";
+const char *const promote = "DDS_AsyncWaitSet_promoteNewLeader";
 
 class Relay : public testing::Test {
 protected:
     Relay()
     {
-        currentLog = &log;
         const DDS_AsyncWaitSetProperty_t property = propertyOf(2);
         recorder.onEvent = [](const RecordingListener::Event &event) {
-            noteEvent("listener", LogCapture::format("%s %llu", event.name.c_str(),
-                                                     static_cast<unsigned long long>(event.threadId)));
+            listenerCall.callOr([](auto...) {}, event.name.c_str(), event.threadId);
         };
         const DDS_AsyncWaitSetListener listener = recorder.listener();
         aws = DDS_AsyncWaitSet_new_with_listener(&property, &listener);
@@ -45,12 +36,23 @@ protected:
         thread->index = 1;
         thread->_threadId = 77;
         thread->_threadName = DDS_String_dup("worker01");
+
+        // Every call is noted with the number of lines printed before it.
+        const auto note = [this](const std::string &call) {
+            return LogCapture::format("%s after %zu", call.c_str(), log.entries().size());
+        };
+        doubles.on("listener").as([note](const char *name, DDS_UnsignedLongLong id) {
+            return note(std::string(name) + " " + std::to_string(id));
+        });
+        for (const char *service : {become, promote})
+            doubles.on(service)
+                .as([=](DDS_AsyncWaitSet *, DDS_AsyncWaitSetThread *who) {
+                    return note(std::string(service == become ? "become" : "promote") + " " +
+                                std::to_string(who->index));
+                })
+                .instead([]() -> int { return 1; });
     }
-    ~Relay() override
-    {
-        EXPECT_EQ(DDS_AsyncWaitSet_delete(aws), DDS_RETCODE_OK);
-        currentLog = nullptr;
-    }
+    ~Relay() override { EXPECT_EQ(DDS_AsyncWaitSet_delete(aws), DDS_RETCODE_OK); }
     Relay(const Relay &) = delete;
     Relay &operator=(const Relay &) = delete;
 
@@ -71,14 +73,14 @@ protected:
         relay(nullptr, thread);
         EXPECT_LOG(log, ZYL_LOG_LEVEL_PRECONDITION, ZYL_LOG_PRECONDITION_FAILURE_s, "\"self == ((void *)0)\"");
         EXPECT_LOG_COUNT(log, 1U);
-        EXPECT_THAT(calls.list(), ElementsAre());
+        EXPECT_THAT(doubles.calls(), ElementsAre());
         EXPECT_TRUE(recorder.events().empty());
     }
     void forgetListener() { aws->_listener = {}; }
 
     RecordingListener recorder;
     LogCapture log{0xff};
-    ServiceCalls calls;
+    Doubles doubles;
     DDS_AsyncWaitSet *aws = nullptr;
     DDS_AsyncWaitSetThread *thread = nullptr;
 };
@@ -86,16 +88,16 @@ protected:
 TEST_F(Relay, a_new_thread_leads_then_traces_then_is_reported)
 {
     DDS_AsyncWaitSet_onThreadSpawned(aws, thread);
-    EXPECT_THAT(calls.list(), ElementsAre("become(1 after 0)", "listener(spawned 77 after 2)"));
+    EXPECT_THAT(doubles.calls(), ElementsAre("become 1 after 0", "spawned 77 after 2"));
     expectTracePair(0, "on thread spawned");
     EXPECT_LOG_COUNT(log, 2U);
 }
 
 TEST_F(Relay, a_new_thread_that_cannot_lead_is_neither_traced_nor_reported)
 {
-    calls.fail("become");
+    doubles.on(become).fail();
     DDS_AsyncWaitSet_onThreadSpawned(aws, thread);
-    EXPECT_THAT(calls.list(), ElementsAre("become(1 after 0)"));
+    EXPECT_THAT(doubles.calls(), ElementsAre("become 1 after 0"));
     EXPECT_LOG(log, ZYL_LOG_LEVEL_WARNING, ZYL_LOG_ANY_FAILURE_s, "become leader");
     EXPECT_LOG_COUNT(log, 1U);
     EXPECT_TRUE(recorder.events().empty());
@@ -104,7 +106,7 @@ TEST_F(Relay, a_new_thread_that_cannot_lead_is_neither_traced_nor_reported)
 TEST_F(Relay, a_time_out_is_reported_then_traced)
 {
     DDS_AsyncWaitSet_onWaitTimeout(aws, thread);
-    EXPECT_THAT(calls.list(), ElementsAre("listener(timeout 77 after 0)"));
+    EXPECT_THAT(doubles.calls(), ElementsAre("timeout 77 after 0"));
     expectTracePair(0, "on wait timeout");
     EXPECT_LOG_COUNT(log, 2U);
 }
@@ -112,14 +114,14 @@ TEST_F(Relay, a_time_out_is_reported_then_traced)
 TEST_F(Relay, a_leaving_thread_is_reported_then_traced_then_hands_leadership_on)
 {
     DDS_AsyncWaitSet_onThreadDeleted(aws, thread);
-    EXPECT_THAT(calls.list(), ElementsAre("listener(deleted 77 after 0)", "promote(1 after 2)"));
+    EXPECT_THAT(doubles.calls(), ElementsAre("deleted 77 after 0", "promote 1 after 2"));
     expectTracePair(0, "on thread deleted");
     EXPECT_LOG_COUNT(log, 2U);
 }
 
 TEST_F(Relay, a_leaving_thread_that_cannot_hand_leadership_on_says_so)
 {
-    calls.fail("promote");
+    doubles.on(promote).fail();
     DDS_AsyncWaitSet_onThreadDeleted(aws, thread);
     EXPECT_EQ(recorder.count("deleted"), 1);
     expectTracePair(0, "on thread deleted");
@@ -133,7 +135,7 @@ TEST_F(Relay, without_a_listener_everything_else_happens_all_the_same)
     DDS_AsyncWaitSet_onThreadSpawned(aws, thread);
     DDS_AsyncWaitSet_onWaitTimeout(aws, thread);
     DDS_AsyncWaitSet_onThreadDeleted(aws, thread);
-    EXPECT_THAT(calls.list(), ElementsAre("become(1 after 0)", "promote(1 after 6)"));
+    EXPECT_THAT(doubles.calls(), ElementsAre("become 1 after 0", "promote 1 after 6"));
     expectTracePair(0, "on thread spawned");
     expectTracePair(2, "on wait timeout");
     expectTracePair(4, "on thread deleted");
@@ -149,12 +151,3 @@ TEST_F(Relay, no_relay_accepts_a_null_wait_set)
 }
 
 }  // namespace
-
-int __wrap_DDS_AsyncWaitSet_becomeNewLeader(DDS_AsyncWaitSet *, DDS_AsyncWaitSetThread *thread)
-{
-    return noteEvent("become", std::to_string(thread->index)) ? 0 : 1;
-}
-int __wrap_DDS_AsyncWaitSet_promoteNewLeader(DDS_AsyncWaitSet *, DDS_AsyncWaitSetThread *thread)
-{
-    return noteEvent("promote", std::to_string(thread->index)) ? 0 : 1;
-}

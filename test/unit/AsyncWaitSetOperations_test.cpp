@@ -4,60 +4,29 @@
 // Replaces: DDS_AsyncWaitSet_submit_task VESKWorker_enterExclusiveArea
 #include <gmock/gmock.h>
 
-#include <atomic>
 #include <memory>
-#include <optional>
 #include <thread>
 
 #include "AwsFixture.hpp"
 #include "LogCapture.hpp"
 #include "Signal.hpp"
 #include "dds_c/dds_c_log.h"
+#include "doubles/Doubles.hpp"
 #include "halo_runtime/zyl/ZYLOsapiHeap.pkg.h"
 #include "halo_runtime/zyl/ZYLOsapiThread.pkg.h"
 #include "halo_runtime/zyl/ZYLOsapiUtility.pkg.h"
 
 namespace {
 
-/// What reached submission, and what it answers.
+const char *const submitTask = "DDS_AsyncWaitSet_submit_task";
+
+/// What reached submission last.
 struct Submission {
-    int count = 0;
     DDS_AsyncWaitSet *self = nullptr;
     DDS_Task task = {};
     void *userData = nullptr;
     DDS_AsyncWaitSetCompletionToken *token = nullptr;
-    std::optional<DDS_ReturnCode_t> answer;  ///< Nothing: really submit.
-    std::function<void()> before;            ///< Runs once, before the real submission.
-} submission;
-
-std::atomic<int> enterCount{0};
-
-}  // namespace
-
-extern "C" {
-DDS_ReturnCode_t __real_DDS_AsyncWaitSet_submit_task(DDS_AsyncWaitSet *, DDS_Task *, void *,
-                                                     DDS_AsyncWaitSetCompletionToken *);
-DDS_ReturnCode_t __wrap_DDS_AsyncWaitSet_submit_task(DDS_AsyncWaitSet *self, DDS_Task *task, void *userData,
-                                                     DDS_AsyncWaitSetCompletionToken *token)
-{
-    if (const auto before = std::exchange(submission.before, nullptr)) before();
-    submission.count += 1;
-    submission.self = self;
-    submission.task = *task;
-    submission.userData = userData;
-    submission.token = token;
-    return submission.answer ? *submission.answer : __real_DDS_AsyncWaitSet_submit_task(self, task, userData, token);
-}
-
-int __real_VESKWorker_enterExclusiveArea(VESKWorker *, void *, VESKExclusiveArea *);
-int __wrap_VESKWorker_enterExclusiveArea(VESKWorker *self, void *previousOut, VESKExclusiveArea *area)
-{
-    ++enterCount;
-    return __real_VESKWorker_enterExclusiveArea(self, previousOut, area);
-}
-}
-
-namespace {
+};
 
 /// A verb with everything that tells it from the others.
 struct Verb {
@@ -106,7 +75,11 @@ class Operations : public testing::Test {
 protected:
     void SetUp() override
     {
-        submission = {};
+        doubles.on(submitTask)
+            .before(
+                [this](DDS_AsyncWaitSet *self, DDS_Task *task, void *userData, DDS_AsyncWaitSetCompletionToken *with) {
+                    submission = {self, *task, userData, with};
+                });
         blockCount = ZYLOsapiHeap_getBlockCount();
         guard = std::make_unique<HandledGuard>();
         create(2);
@@ -114,7 +87,7 @@ protected:
 
     void TearDown() override
     {
-        submission = {};
+        doubles.heal();
         if (token != nullptr) {
             EXPECT_EQ(DDS_AsyncWaitSet_delete_completion_token(aws, token), DDS_RETCODE_OK);
         }
@@ -131,11 +104,18 @@ protected:
         token = DDS_AsyncWaitSet_create_completion_token(aws);
     }
 
+    /// Nothing is really submitted any more.
+    void submissionReturns(DDS_ReturnCode_t code)
+    {
+        doubles.on(submitTask).instead([code] { return code; });
+    }
     /// Make the verbs believe that the pool runs; submission must be answered by the test.
     void pretendStarted(bool isStarted) { aws->_isStarted = isStarted ? 1 : 0; }
     DDS_Condition *condition() const { return guard->condition(); }
     int loanCount() const { return aws->_loanedCompletionTokenCount; }
 
+    Doubles doubles;
+    Submission submission;
     std::size_t blockCount = 0;
     RecordingListener listener;
     std::unique_ptr<HandledGuard> guard;
@@ -157,7 +137,7 @@ TEST_F(Operations, a_null_wait_set_is_reported_before_everything_else)
     for (int i = 0; i < 5; ++i) EXPECT_EQ(log.entries()[static_cast<std::size_t>(i)].function, verbs[i].name);
     for (int i = 0; i < 3; ++i) EXPECT_EQ(log.entries()[static_cast<std::size_t>(5 + i)].function, shortForms[i].name);
     EXPECT_EQ(log.entries()[8].function, "DDS_AsyncWaitSet_is_started");
-    EXPECT_EQ(submission.count, 0);
+    EXPECT_EQ(doubles.count(submitTask), 0);
 }
 
 TEST_F(Operations, a_null_condition_is_reported_before_a_null_token)
@@ -173,7 +153,7 @@ TEST_F(Operations, a_null_condition_is_reported_before_a_null_token)
     for (const LogCapture::Entry &entry : log.entries()) EXPECT_EQ(entry.text, "!bad parameter: condition");
     EXPECT_EQ(log.entries()[0].function, verbs[0].name);
     EXPECT_EQ(log.entries()[1].function, shortForms[0].name);  // by the short form itself
-    EXPECT_EQ(submission.count, 0);
+    EXPECT_EQ(doubles.count(submitTask), 0);
 }
 
 TEST_F(Operations, a_null_token_is_a_bad_parameter)
@@ -185,12 +165,12 @@ TEST_F(Operations, a_null_token_is_a_bad_parameter)
         EXPECT_LOG(log, ZYL_LOG_LEVEL_WARNING, DDS_LOG_BAD_PARAMETER_s, "completion_token");
         EXPECT_LOG_COUNT(log, 1u);
     }
-    EXPECT_EQ(submission.count, 0);
+    EXPECT_EQ(doubles.count(submitTask), 0);
 }
 
 TEST_F(Operations, only_stop_refuses_to_be_ignored)
 {
-    submission.answer = DDS_RETCODE_OK;
+    submissionReturns(DDS_RETCODE_OK);
     pretendStarted(true);
     for (const Verb &verb : verbs) {
         SCOPED_TRACE(verb.name);
@@ -204,7 +184,7 @@ TEST_F(Operations, only_stop_refuses_to_be_ignored)
         else
             EXPECT_EQ(submission.token, ignoreToken());
     }
-    EXPECT_EQ(submission.count, 4);
+    EXPECT_EQ(doubles.count(submitTask), 4);
     pretendStarted(false);
 }
 
@@ -212,7 +192,7 @@ TEST_F(Operations, only_stop_refuses_to_be_ignored)
 
 TEST_F(Operations, every_verb_traces_and_submits_its_task_with_the_token_it_was_given)
 {
-    submission.answer = DDS_RETCODE_OK;
+    submissionReturns(DDS_RETCODE_OK);
     pretendStarted(true);
     const auto id = static_cast<unsigned long long>(ZYLOsapiThread_getCurrentThreadID());
     for (const Verb &verb : verbs) {
@@ -242,7 +222,7 @@ TEST_F(Operations, a_failed_submission_is_reported_and_its_code_returned_unchang
         for (const DDS_ReturnCode_t code :
              {DDS_RETCODE_ERROR, DDS_RETCODE_PRECONDITION_NOT_MET, DDS_RETCODE_OUT_OF_RESOURCES, DDS_RETCODE_TIMEOUT}) {
             SCOPED_TRACE(verb.name);
-            submission.answer = code;
+            submissionReturns(code);
             const LogCapture log;
             EXPECT_EQ(verb.call(aws, condition(), token), code);
             EXPECT_LOG(log, ZYL_LOG_LEVEL_WARNING, ZYL_LOG_ANY_FAILURE_s, "submit internal task");
@@ -257,7 +237,7 @@ TEST_F(Operations, short_forms_wait_implicitly_and_name_the_token_form_that_fail
 {
     for (int i = 0; i < 3; ++i) {
         SCOPED_TRACE(shortForms[i].name);
-        submission.answer = DDS_RETCODE_OK;
+        submissionReturns(DDS_RETCODE_OK);
         {
             const LogCapture log;
             EXPECT_EQ(shortForms[i].call(aws, condition()), DDS_RETCODE_OK);
@@ -265,7 +245,7 @@ TEST_F(Operations, short_forms_wait_implicitly_and_name_the_token_form_that_fail
             EXPECT_EQ(submission.token, implicitToken());
             EXPECT_EQ(submission.task.execute, verbs[i].execute);
         }
-        submission.answer = DDS_RETCODE_OUT_OF_RESOURCES;
+        submissionReturns(DDS_RETCODE_OUT_OF_RESOURCES);
         const LogCapture log;
         EXPECT_EQ(shortForms[i].call(aws, condition()), DDS_RETCODE_OUT_OF_RESOURCES);
         EXPECT_LOG(log, ZYL_LOG_LEVEL_WARNING, ZYL_LOG_ANY_FAILURE_s, "submit internal task");
@@ -287,7 +267,7 @@ TEST_F(Operations, suspend_and_resume_are_refused_with_a_notice_while_not_starte
         EXPECT_LOG(log, ZYL_LOG_LEVEL_NOTICE, ZYL_LOG_ANY_s, "AWS is not started");
         EXPECT_LOG_COUNT(log, 1u);
     }
-    EXPECT_EQ(submission.count, 0);
+    EXPECT_EQ(doubles.count(submitTask), 0);
     EXPECT_EQ(token->_state, DDS_AsyncWaitSetCompletionTokenState_READY);
 }
 
@@ -298,7 +278,7 @@ TEST_F(Operations, suspend_and_resume_are_refused_when_a_stop_comes_between_chec
         for (DDS_AsyncWaitSetCompletionToken *const given : {token, ignoreToken(), implicitToken()}) {
             SCOPED_TRACE(verb.name);
             ASSERT_EQ(DDS_AsyncWaitSet_start(aws), DDS_RETCODE_OK);
-            submission.before = [&] { EXPECT_EQ(DDS_AsyncWaitSet_stop(aws), DDS_RETCODE_OK); };
+            doubles.on(submitTask).before(1, [&] { EXPECT_EQ(DDS_AsyncWaitSet_stop(aws), DDS_RETCODE_OK); });
             const LogCapture log(0x7);
             EXPECT_EQ(verb.call(aws, nullptr, given), DDS_RETCODE_PRECONDITION_NOT_MET);
             EXPECT_LOG(log, ZYL_LOG_LEVEL_NOTICE, ZYL_LOG_ANY_s, "AWS is not started");
@@ -371,9 +351,9 @@ TEST_F(Operations, is_started_is_true_exactly_between_start_and_stop_and_takes_n
     aws->_isStarted = 2;
     EXPECT_EQ(DDS_AsyncWaitSet_is_started(aws), DDS_BOOLEAN_TRUE);
     aws->_isStarted = 0;
-    const int before = enterCount;
+    doubles.clear();
     EXPECT_EQ(DDS_AsyncWaitSet_is_started(aws), DDS_BOOLEAN_FALSE);
-    EXPECT_EQ(enterCount, before);
+    EXPECT_EQ(doubles.count("VESKWorker_enterExclusiveArea"), 0);
 
     ASSERT_EQ(DDS_AsyncWaitSet_start(aws), DDS_RETCODE_OK);
     VESKWorker *const worker = DDS_AsyncWaitSetGlobals_getWorker(aws->_globals);

@@ -4,7 +4,6 @@
 // Replaces: ZYLOsapiThread_getCpuInfo ZYLOsapiHeap_reallocateMemoryInternal
 #include <gmock/gmock.h>
 
-#include <atomic>
 #include <cstring>
 #include <vector>
 
@@ -12,59 +11,13 @@
 #include "LogCapture.hpp"
 #include "dds_c/dds_c_asyncwaitset_impl.h"
 #include "dds_c/dds_c_log.h"
+#include "doubles/Doubles.hpp"
 #include "halo_runtime/zyl/ZYLOsapiHeap.pkg.h"
 #include "halo_runtime/zyl/ZYLOsapiThread.pkg.h"
 
 namespace {
 
-const VESKExclusiveArea *watchedArea = nullptr;
-thread_local bool enterFails = false;
-thread_local bool leaveFails = false;
-thread_local bool allocationFails = false;
-thread_local int allocationCount = 0;
-thread_local int depthAtCpuInfo = 0;
-std::vector<void *> askedHandles;
-
-}  // namespace
-
-extern "C" {
-int __real_VESKWorker_enterExclusiveArea(VESKWorker *, void *, VESKExclusiveArea *);
-int __wrap_VESKWorker_enterExclusiveArea(VESKWorker *self, void *previousOut, VESKExclusiveArea *area)
-{
-    if (area == watchedArea && enterFails) return 0;
-    return __real_VESKWorker_enterExclusiveArea(self, previousOut, area);
-}
-
-int __real_VESKWorker_leaveExclusiveArea(VESKWorker *, void *, VESKExclusiveArea *);
-int __wrap_VESKWorker_leaveExclusiveArea(VESKWorker *self, void *previousOut, VESKExclusiveArea *area)
-{
-    const int result = __real_VESKWorker_leaveExclusiveArea(self, previousOut, area);
-    return area == watchedArea && leaveFails ? 0 : result;
-}
-
-int __real_ZYLOsapiThread_getCpuInfo(void *, ZYLOsapiThreadCpuInfo *);
-int __wrap_ZYLOsapiThread_getCpuInfo(void *threadHandle, ZYLOsapiThreadCpuInfo *cpuInfo)
-{
-    askedHandles.push_back(threadHandle);
-    VESKWorker *const worker = DDS_AsyncWaitSetGlobals_getWorker(DDS_AsyncWaitSetGlobals_get_instance());
-    depthAtCpuInfo = VESKWorker_getExclusiveAreaDepth(worker, watchedArea);
-    return __real_ZYLOsapiThread_getCpuInfo(threadHandle, cpuInfo);
-}
-
-int __real_ZYLOsapiHeap_reallocateMemoryInternal(void **, size_t, int, int, int, const char *, ZYLOsapiAllocKind,
-                                                 const char *);
-int __wrap_ZYLOsapiHeap_reallocateMemoryInternal(void **block, size_t size, int alignment, int reallocate, int flag,
-                                                 const char *routine, ZYLOsapiAllocKind kind, const char *typeName)
-{
-    ++allocationCount;
-    if (allocationFails) return 0;
-    return __real_ZYLOsapiHeap_reallocateMemoryInternal(block, size, alignment, reallocate, flag, routine, kind,
-                                                        typeName);
-}
-}
-
-namespace {
-
+const char *const heap = "ZYLOsapiHeap_reallocateMemoryInternal";
 const char *const ensureLength = "ensure length of thread pool info sequence";
 
 class Stats : public testing::Test {
@@ -72,7 +25,11 @@ protected:
     void SetUp() override
     {
         blockCount = ZYLOsapiHeap_getBlockCount();
-        askedHandles.clear();
+        doubles.on("ZYLOsapiThread_getCpuInfo").before([this](void *threadHandle, ZYLOsapiThreadCpuInfo *) {
+            askedHandles.push_back(threadHandle);
+            depthAtCpuInfo = VESKWorker_getExclusiveAreaDepth(DDS_AsyncWaitSetGlobals_getWorker(aws->_globals),
+                                                              aws->_criticalSectionEA);
+        });
         DDS_AsyncWaitSetThreadPoolStats_initialize(&stats);
     }
 
@@ -91,7 +48,6 @@ protected:
         const DDS_AsyncWaitSetListener hearing = listener.listener();
         aws = DDS_AsyncWaitSet_new_with_listener(&property, &hearing);
         ASSERT_NE(aws, nullptr);
-        watchedArea = aws->_criticalSectionEA;
         if (isStarted) {
             ASSERT_EQ(DDS_AsyncWaitSet_start(aws), DDS_RETCODE_OK);
         }
@@ -102,6 +58,9 @@ protected:
     DDS_Long maximum() { return ZYLOsapiThreadCpuInfoSeq_get_maximum(seq()); }
     void take() { DDS_AsyncWaitSet_get_thread_pool_statsI(aws, &stats); }
 
+    Doubles doubles;
+    std::vector<void *> askedHandles;  ///< The threads whose CPU time was asked for, in order.
+    int depthAtCpuInfo = 0;            ///< How often the critical section was held meanwhile.
     std::size_t blockCount = 0;
     RecordingListener listener;
     DDS_AsyncWaitSet *aws = nullptr;
@@ -112,9 +71,9 @@ TEST_F(Stats, initialize_makes_the_empty_record_whatever_it_held_and_allocates_n
 {
     DDS_AsyncWaitSetThreadPoolStats record;
     std::memset(static_cast<void *>(&record), 0x5a, sizeof record);
-    allocationCount = 0;
+    doubles.clear();
     DDS_AsyncWaitSetThreadPoolStats_initialize(&record);
-    EXPECT_EQ(allocationCount, 0);
+    EXPECT_EQ(doubles.count(heap), 0);
     const ZYLOsapiThreadCpuInfoSeq &made = record.thread_pool_info;
     EXPECT_EQ(made._contiguous_buffer, nullptr);
     EXPECT_EQ(made._discontiguous_buffer, nullptr);
@@ -187,16 +146,16 @@ TEST_F(Stats, a_second_snapshot_allocates_nothing_and_a_stop_empties_the_record)
     create(2, true);
     take();
     const auto *const buffer = stats.thread_pool_info._contiguous_buffer;
-    allocationCount = 0;
+    doubles.clear();
     take();
-    EXPECT_EQ(allocationCount, 0);
+    EXPECT_EQ(doubles.count(heap), 0);
     EXPECT_EQ(stats.thread_pool_info._contiguous_buffer, buffer);
     EXPECT_EQ(length(), 2);
 
     ASSERT_EQ(DDS_AsyncWaitSet_stop(aws), DDS_RETCODE_OK);
-    allocationCount = 0;
+    doubles.clear();
     take();
-    EXPECT_EQ(allocationCount, 0);
+    EXPECT_EQ(doubles.count(heap), 0);
     EXPECT_EQ(length(), 0);
     EXPECT_EQ(stats.thread_pool_info._contiguous_buffer, buffer);
 }
@@ -218,7 +177,6 @@ TEST_F(Stats, the_element_of_a_thread_that_is_not_known_keeps_what_it_held)
                                        [](void *, void *) { real.delete_thread(real.factory_data, realHandle); }};
     const DDS_AsyncWaitSetProperty_t property = propertyOf(1);
     aws = DDS_AsyncWaitSet_new_with_thread_factory(&property, nullptr, &factory);
-    watchedArea = aws->_criticalSectionEA;
     ASSERT_EQ(DDS_AsyncWaitSet_start(aws), DDS_RETCODE_OK);
     ASSERT_NE(ZYLOsapiThreadCpuInfoSeq_ensure_length(seq(), 1, 1), 0);
     *ZYLOsapiThreadCpuInfoSeq_get_reference(seq(), 0) = {77, {88, 99}};
@@ -238,9 +196,8 @@ TEST_F(Stats, an_area_that_cannot_be_entered_leaves_the_record_alone)
     create(2, false);
     ASSERT_NE(ZYLOsapiThreadCpuInfoSeq_ensure_length(seq(), 1, 1), 0);
     const LogCapture log(0xff);
-    enterFails = true;
+    doubles.on("VESKWorker_enterExclusiveArea").with(aws->_criticalSectionEA).fail();
     take();
-    enterFails = false;
     EXPECT_LOG(log, ZYL_LOG_LEVEL_WARNING, VESK_LOG_WORKER_EXCLUSIVE_AREA_FAILURE_s, "enter");
     EXPECT_LOG_COUNT(log, 1u);
     EXPECT_EQ(length(), 1);
@@ -251,9 +208,8 @@ TEST_F(Stats, an_area_that_cannot_be_left_is_reported_after_the_record_was_fille
 {
     create(2, true);
     const LogCapture log;
-    leaveFails = true;
+    doubles.on("VESKWorker_leaveExclusiveArea").with(aws->_criticalSectionEA).fail();
     take();
-    leaveFails = false;
     EXPECT_LOG(log, ZYL_LOG_LEVEL_WARNING, VESK_LOG_WORKER_EXCLUSIVE_AREA_FAILURE_s, "leave");
     EXPECT_LOG_COUNT(log, 1u);
     EXPECT_EQ(length(), 2);
@@ -266,9 +222,9 @@ TEST_F(Stats, a_record_that_cannot_grow_is_reported_and_keeps_its_contents)
         ASSERT_NE(ZYLOsapiThreadCpuInfoSeq_ensure_length(seq(), 2, 2), 0);
         ZYLOsapiThreadCpuInfoSeq_get_reference(seq(), 1)->id = 7;
         const LogCapture log;
-        allocationFails = true;
+        doubles.on(heap).failFrom(1);
         take();
-        allocationFails = false;
+        doubles.on(heap).heal();
         EXPECT_LOG(log, ZYL_LOG_LEVEL_WARNING, ZYL_LOG_ANY_FAILURE_s, ensureLength);
         ASSERT_FALSE(log.entries().empty());
         EXPECT_EQ(log.entries().back().function, "DDS_AsyncWaitSet_get_thread_pool_statsI");
@@ -313,12 +269,12 @@ TEST_F(Stats, a_pool_too_large_for_a_sequence_is_reported_without_touching_it)
     for (const int isStarted : {0, 1}) {
         aws->_property.thread_pool_size = 0x80000000u;
         aws->_isStarted = isStarted;
-        allocationCount = 0;
+        doubles.clear();
         const LogCapture log;
         take();
         EXPECT_LOG(log, ZYL_LOG_LEVEL_WARNING, ZYL_LOG_ANY_FAILURE_s, ensureLength);
         EXPECT_LOG_COUNT(log, 1u);
-        EXPECT_EQ(allocationCount, 0);
+        EXPECT_EQ(doubles.count(heap), 0);
         EXPECT_EQ(maximum(), 0);
     }
     aws->_property.thread_pool_size = 2;

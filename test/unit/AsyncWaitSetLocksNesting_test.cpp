@@ -11,43 +11,13 @@
 #include "LogCapture.hpp"
 #include "Signal.hpp"
 #include "dds_c/dds_c_log.h"
+#include "doubles/Doubles.hpp"
 #include "halo_runtime/zyl/ZYLOsapiHeap.pkg.h"
 
 namespace {
 
-std::atomic<DDS_AsyncWaitSetCompletionToken *> lentInHandler{nullptr};  ///< Lent last on a pool thread.
-std::atomic<bool> maskFails{false};
-std::atomic<int> yieldCount{0};
-
-}  // namespace
-
-extern "C" {
-DDS_AsyncWaitSetCompletionToken *__real_DDS_AsyncWaitSet_loanCompletionToken(DDS_AsyncWaitSet *);
-DDS_AsyncWaitSetCompletionToken *__wrap_DDS_AsyncWaitSet_loanCompletionToken(DDS_AsyncWaitSet *self)
-{
-    DDS_AsyncWaitSetCompletionToken *const token = __real_DDS_AsyncWaitSet_loanCompletionToken(self);
-    if (DDS_AsyncWaitSetGlobals_getThreadSpecific(self->_globals) != nullptr) lentInHandler = token;
-    return token;
-}
-
-DDS_ReturnCode_t __real_DDS_WaitSet_mask_condition(DDS_WaitSet *, DDS_Condition *, DDS_Boolean);
-DDS_ReturnCode_t __wrap_DDS_WaitSet_mask_condition(DDS_WaitSet *self, DDS_Condition *condition, DDS_Boolean takesPart)
-{
-    if (takesPart == DDS_BOOLEAN_FALSE && maskFails) return DDS_RETCODE_ERROR;
-    return __real_DDS_WaitSet_mask_condition(self, condition, takesPart);
-}
-
-void __real_ZYLOsapiThread_yield();
-void __wrap_ZYLOsapiThread_yield()
-{
-    ++yieldCount;
-    yieldCount.notify_all();
-    __real_ZYLOsapiThread_yield();
-}
-}
-
-namespace {
-
+const char *const loan = "DDS_AsyncWaitSet_loanCompletionToken";
+const char *const yield = "ZYLOsapiThread_yield";
 const char *const sameThread = "waiting for request processed is not allowed within the same thread";
 
 /// A started wait set, stopped and deleted at the end.
@@ -97,10 +67,21 @@ DDS_ReturnCode_t waitFor(DDS_AsyncWaitSetCompletionToken *token)
 
 class Nesting : public testing::Test {
 protected:
-    void SetUp() override { blockCount = ZYLOsapiHeap_getBlockCount(); }
+    void SetUp() override
+    {
+        blockCount = ZYLOsapiHeap_getBlockCount();
+        doubles.on(loan).onEveryThread().instead([this](DDS_AsyncWaitSet *self) {
+            DDS_AsyncWaitSetCompletionToken *const token =
+                Doubles::real<decltype(DDS_AsyncWaitSet_loanCompletionToken)>(loan)(self);
+            if (DDS_AsyncWaitSetGlobals_getThreadSpecific(self->_globals) != nullptr) lentInHandler = token;
+            return token;
+        });
+    }
     void TearDown() override { EXPECT_EQ(ZYLOsapiHeap_getBlockCount(), blockCount); }
 
     std::size_t blockCount = 0;
+    std::atomic<DDS_AsyncWaitSetCompletionToken *> lentInHandler{nullptr};  ///< Lent last on a pool thread.
+    Doubles doubles;
 };
 
 /// The text of a refusal by the level rule on the only thread of `caller`.
@@ -358,22 +339,25 @@ TEST_F(Nesting, a_leader_that_found_nothing_yields_before_it_waits_again)
 {
     // A condition that could not be masked stays in the waits while its handler runs: every wait ends at once.
     const LogCapture log;
+    Signal yielded;
     const Pool pool(2, 1);
     Signal done;
     HandledGuard guard(
         [&](HandledGuard &self) {
-            const int before = yieldCount;
-            for (int now = before; now < before + 10; now = yieldCount) yieldCount.wait(now);
+            doubles.on(yield).onEveryThread().before([&] { yielded.give(); });
+            yielded.take(10);
             self.clear();
             done.give();
         },
         false);
     ASSERT_EQ(DDS_AsyncWaitSet_attach_condition(pool.aws, guard.condition()), DDS_RETCODE_OK);
-    maskFails = true;
+    doubles.on("DDS_WaitSet_mask_condition")
+        .with(guard.condition(), DDS_BOOLEAN_FALSE)
+        .onEveryThread()
+        .failFrom(1, DDS_RETCODE_ERROR);
     guard.trigger();
     done.take();
     ASSERT_EQ(DDS_AsyncWaitSet_detach_condition(pool.aws, guard.condition()), DDS_RETCODE_OK);
-    maskFails = false;
     EXPECT_EQ(guard.runs, 1);
     EXPECT_EQ(guard.mostInside, 1);
     EXPECT_LOG(log, ZYL_LOG_LEVEL_WARNING, ZYL_LOG_ANY_FAILURE_s, "lock condition");
@@ -384,9 +368,9 @@ TEST_F(Nesting, a_thread_that_dispatches_does_not_yield)
 {
     const Pool pool(1, 1);
     pool.inHandler([] {});
-    const int before = yieldCount;
+    doubles.on(yield).onEveryThread();
     pool.inHandler([] {});
-    EXPECT_EQ(yieldCount, before);
+    EXPECT_EQ(doubles.count(yield), 0);
 }
 
 }  // namespace

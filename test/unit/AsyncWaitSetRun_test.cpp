@@ -1,10 +1,5 @@
 /// @file
 /// The main loop of a pool thread, run on the test's own thread: every step, every failing service, and the way out.
-
-// Replaces: ZYLOsapiUtility_snprintf DDS_AsyncWaitSetGlobals_createWorker DDS_AsyncWaitSetGlobals_createDdsWorker
-// Replaces: DDS_AsyncWaitSetGlobals_setThreadSpecific DDS_AsyncWaitSet_executeInternalTasks DDS_WaitSet_waitI
-// Replaces: DDS_WaitSet_end_waitI DDS_AsyncWaitSet_onWaitTimeout DDS_AsyncWaitSet_notify_task_executed
-// Replaces: ZYLOsapiBarrier_wait ZYLOsapiThread_yield DDS_ConditionSeq_finalize
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -21,7 +16,7 @@ TEST_F(Run, the_body_needs_a_record)
     EXPECT_EQ(DDS_AsyncWaitSet_run(nullptr), nullptr);
     EXPECT_LOG(log, ZYL_LOG_LEVEL_PRECONDITION, ZYL_LOG_PRECONDITION_FAILURE_s, "\"threadParam == ((void *)0)\"");
     EXPECT_LOG_COUNT(log, 1U);
-    EXPECT_THAT(calls.list(), ElementsAre());
+    EXPECT_THAT(doubles.calls(), ElementsAre());
 }
 
 TEST_F(Run, a_thread_makes_its_workers_binds_itself_loops_and_acknowledges_the_stop_last)
@@ -30,11 +25,9 @@ TEST_F(Run, a_thread_makes_its_workers_binds_itself_loops_and_acknowledges_the_s
     waitReturns(DDS_RETCODE_OK);
     executionStops();
     run();
-    EXPECT_THAT(calls.list(),
+    EXPECT_THAT(doubles.calls(),
                 ElementsAre("snprintf", "worker(abcdefghijklmno_aws)", "dds worker(abcdefghijklmnop)", "bind",
                             "execute", "wait", "wake up", "execute", "finalize sequence", "notify"));
-    EXPECT_EQ(script.bound, thread);
-    EXPECT_EQ(script.notified, &stop);
     EXPECT_EQ(thread->_threadId, ZYLOsapiThread_getCurrentThreadID());
     EXPECT_EQ(thread->_awsWorker, DDS_AsyncWaitSetGlobals_getWorker(aws->_globals));
     EXPECT_STREQ(thread->_awsWorker->_name, "abcdefghijklmno_aws");
@@ -46,7 +39,7 @@ TEST_F(Run, a_thread_makes_its_workers_binds_itself_loops_and_acknowledges_the_s
 
 TEST_F(Run, a_worker_name_that_cannot_be_made_ends_the_thread)
 {
-    calls.fail("snprintf");
+    doubles.on("ZYLOsapiUtility_snprintf").fail();
     run();
     expectEndedEarly({"snprintf", "finalize sequence"}, ZYL_LOG_INIT_FAILURE_s, "!init worker name");
     EXPECT_EQ(thread->_awsWorker, nullptr);
@@ -54,7 +47,7 @@ TEST_F(Run, a_worker_name_that_cannot_be_made_ends_the_thread)
 
 TEST_F(Run, a_missing_worker_ends_the_thread)
 {
-    calls.fail("worker");
+    doubles.on("DDS_AsyncWaitSetGlobals_createWorker").fail();
     run();
     expectEndedEarly({"snprintf", "worker(abcdefghijklmno_aws)", "finalize sequence"}, ZYL_LOG_CREATION_FAILURE_ss,
                      "!create worker abcdefghijklmno_aws");
@@ -63,7 +56,7 @@ TEST_F(Run, a_missing_worker_ends_the_thread)
 
 TEST_F(Run, a_missing_second_worker_ends_the_thread)
 {
-    calls.fail("dds worker");
+    doubles.on("DDS_AsyncWaitSetGlobals_createDdsWorker").fail();
     run();
     expectEndedEarly({"snprintf", "worker(abcdefghijklmno_aws)", "dds worker(abcdefghijklmnop)", "finalize sequence"},
                      ZYL_LOG_CREATION_FAILURE_ss, "!create worker abcdefghijklmnop");
@@ -72,7 +65,7 @@ TEST_F(Run, a_missing_second_worker_ends_the_thread)
 
 TEST_F(Run, a_thread_that_cannot_be_bound_to_its_record_ends)
 {
-    calls.fail("bind");
+    doubles.on("DDS_AsyncWaitSetGlobals_setThreadSpecific").fail();
     run();
     expectEndedEarly(
         {"snprintf", "worker(abcdefghijklmno_aws)", "dds worker(abcdefghijklmnop)", "bind", "finalize sequence"},
@@ -93,12 +86,12 @@ TEST_F(Run, a_start_request_that_cannot_be_executed_ends_the_thread)
 TEST_F(Run, a_thread_that_finds_no_start_request_ends_without_a_word)
 {
     ASSERT_EQ(DDS_AsyncWaitSet_createThread(aws, 0), DDS_RETCODE_OK);
-    calls.clear();
+    doubles.clear();
     waitReturns(DDS_RETCODE_ERROR);  // It must not come to that.
     run();
-    EXPECT_EQ(calls.count("execute"), 1);
-    EXPECT_EQ(calls.count("wait"), 0);
-    EXPECT_EQ(calls.count("notify"), 0);
+    EXPECT_EQ(doubles.count(execute), 1);
+    EXPECT_EQ(doubles.count(wait), 0);
+    EXPECT_EQ(doubles.count(acknowledge), 0);
     EXPECT_TRUE(recorder.events().empty());
     EXPECT_NO_LOG(log);
 }
@@ -116,7 +109,7 @@ TEST_F(Run, a_thread_that_finds_only_other_requests_leaves_them_alone)
     run();
     EXPECT_EQ(request->_executionCount, 0U);
     EXPECT_EQ(VESKInlineList_getFirst(&aws->_internalTaskQueue), &request->_node);
-    EXPECT_EQ(calls.count("wait"), 0);
+    EXPECT_EQ(doubles.count(wait), 0);
     EXPECT_NO_LOG(log);
     EXPECT_TRUE(recorder.events().empty());
 }
@@ -125,9 +118,8 @@ TEST_F(Run, a_stop_beside_the_start_request_ends_the_thread_before_it_waits)
 {
     executionStops();
     run();
-    EXPECT_EQ(calls.count("wait"), 0);
-    EXPECT_EQ(calls.list().back(), "notify");
-    EXPECT_EQ(script.notified, &stop);
+    EXPECT_EQ(doubles.count(wait), 0);
+    EXPECT_EQ(doubles.calls().back(), "notify");
     EXPECT_NO_LOG(log);
 }
 
@@ -136,7 +128,7 @@ TEST_F(Run, a_stop_beside_the_start_request_ends_the_thread_before_it_waits)
 TEST_F(Run, the_wait_uses_the_propertys_time_out_and_one_sequence_that_is_finalized)
 {
     std::vector<const DDS_ConditionSeq *> sequences;
-    const auto wait = [&](DDS_ConditionSeq *active, const DDS_Duration_t *timeout) {
+    const auto look = [&](DDS_WaitSet *, DDS_ConditionSeq *active, const DDS_Duration_t *timeout) {
         EXPECT_EQ(timeout, &aws->_property.wait_timeout);
         EXPECT_EQ(DDS_ConditionSeq_get_maximum(active), sequences.empty() ? 0 : 4);
         EXPECT_NE(DDS_ConditionSeq_has_ownership(active), DDS_BOOLEAN_FALSE);
@@ -144,7 +136,8 @@ TEST_F(Run, the_wait_uses_the_propertys_time_out_and_one_sequence_that_is_finali
         sequences.push_back(active);
         return DDS_RETCODE_OK;
     };
-    script.waits = {wait, wait};
+    onWait(look);
+    onWait(look);
     executionReturns(DDS_RETCODE_OK);
     executionReturns(DDS_RETCODE_OK);
     executionStops();
@@ -152,7 +145,7 @@ TEST_F(Run, the_wait_uses_the_propertys_time_out_and_one_sequence_that_is_finali
     ASSERT_EQ(sequences.size(), 2U);
     EXPECT_EQ(sequences[0], sequences[1]);
     EXPECT_EQ(dispatched, sequences[0]);
-    EXPECT_EQ(calls.count("finalize sequence"), 1);
+    EXPECT_EQ(doubles.count("DDS_ConditionSeq_finalize"), 1);
 }
 
 TEST_F(Run, a_suspended_thread_only_ends_its_wait_and_still_executes_requests)
@@ -162,8 +155,7 @@ TEST_F(Run, a_suspended_thread_only_ends_its_wait_and_still_executes_requests)
     waitReturns(DDS_RETCODE_OK);
     executionStops();
     run();
-    EXPECT_THAT(std::vector<std::string>(calls.list().begin() + 4, calls.list().end()),
-                ElementsAre("execute", "wait", "end wait", "execute", "finalize sequence", "notify"));
+    EXPECT_THAT(callsOfLoop(), ElementsAre("execute", "wait", "end wait", "execute", "finalize sequence", "notify"));
     EXPECT_EQ(dispatched, nullptr);
     EXPECT_NO_LOG(log);
 }
@@ -176,9 +168,9 @@ TEST_F(Run, a_time_out_is_relayed_and_waited_on_without_executing_requests)
     waitReturns(DDS_RETCODE_OK);
     executionStops();
     run();
-    EXPECT_THAT(std::vector<std::string>(calls.list().begin() + 4, calls.list().end()),
-                ElementsAre("execute", "wait", "time-out(0)", "wait", "time-out(0)", "wait", "wake up", "execute",
-                            "finalize sequence", "notify"));
+    EXPECT_THAT(callsOfLoop(), ElementsAre("execute", "wait", "DDS_AsyncWaitSet_onWaitTimeout(0)", "wait",
+                                           "DDS_AsyncWaitSet_onWaitTimeout(0)", "wait", "wake up", "execute",
+                                           "finalize sequence", "notify"));
     EXPECT_EQ(recorder.count("timeout"), 2);
     EXPECT_EQ(recorder.events()[0].threadId, ZYLOsapiThread_getCurrentThreadID());
     EXPECT_NO_LOG(log);
@@ -188,7 +180,7 @@ TEST_F(Run, a_failing_wait_ends_the_thread_ungracefully)
 {
     for (const DDS_ReturnCode_t code : {DDS_RETCODE_ERROR, DDS_RETCODE_OUT_OF_RESOURCES}) {
         log.clear();
-        calls.clear();
+        doubles.clear();
         DDS_AsyncWaitSetGlobals_deleteDdsWorkerI(aws->_globals, std::exchange(thread->_ddsWorker, nullptr));
         executionReturns(DDS_RETCODE_OK);
         waitReturns(code);
@@ -196,8 +188,8 @@ TEST_F(Run, a_failing_wait_ends_the_thread_ungracefully)
         EXPECT_LOG(log, ZYL_LOG_LEVEL_WARNING, ZYL_LOG_ANY_FAILURE_s, "wait for event. Thread will terminate.");
         expectUngracefulLine();
         EXPECT_LOG_COUNT(log, 2U);
-        EXPECT_EQ(calls.count("execute"), 1);
-        EXPECT_EQ(calls.list().back(), "finalize sequence");
+        EXPECT_EQ(doubles.count(execute), 1);
+        EXPECT_EQ(doubles.calls().back(), "finalize sequence");
     }
 }
 
@@ -210,8 +202,8 @@ TEST_F(Run, requests_that_cannot_be_executed_end_the_thread_ungracefully)
     EXPECT_LOG(log, ZYL_LOG_LEVEL_WARNING, ZYL_LOG_ANY_FAILURE_s, "execute internal tasks. Thread will terminate.");
     expectUngracefulLine();
     EXPECT_LOG_COUNT(log, 2U);
-    EXPECT_EQ(calls.list().back(), "finalize sequence");
-    EXPECT_EQ(calls.count("notify"), 0);
+    EXPECT_EQ(doubles.calls().back(), "finalize sequence");
+    EXPECT_EQ(doubles.count(acknowledge), 0);
 }
 
 TEST_F(Run, a_stop_found_before_the_failure_is_acknowledged_all_the_same)
@@ -222,27 +214,25 @@ TEST_F(Run, a_stop_found_before_the_failure_is_acknowledged_all_the_same)
     run();
     EXPECT_LOG(log, ZYL_LOG_LEVEL_WARNING, ZYL_LOG_ANY_FAILURE_s, "execute internal tasks. Thread will terminate.");
     expectUngracefulLine();
-    EXPECT_EQ(calls.list().back(), "notify");
-    EXPECT_EQ(script.notified, &stop);
+    EXPECT_EQ(doubles.calls().back(), "notify");
 }
 
 TEST_F(Run, a_wake_up_that_found_nothing_lets_another_thread_run)
 {
-    aws->_threadHandler.on_wake_up = [](void *, DDS_ConditionSeq *) { ServiceCalls::fails("wake up"); };
+    doubles.on("wake up").heal();
     executionReturns(DDS_RETCODE_OK);
     waitReturns(DDS_RETCODE_OK);
     executionReturns(DDS_RETCODE_OK);
     waitReturns(DDS_RETCODE_OK);
-    script.executions.emplace_back([this](DDS_AWSTaskInfo **) {
+    onExecution([this] {
         thread->_hasFoundWork = 1;
         return DDS_RETCODE_OK;
     });
     waitReturns(DDS_RETCODE_OK);
     executionStops();
     run();
-    EXPECT_THAT(std::vector<std::string>(calls.list().begin() + 4, calls.list().end()),
-                ElementsAre("execute", "wait", "wake up", "execute", "yield", "wait", "wake up", "execute", "wait",
-                            "wake up", "execute", "finalize sequence", "notify"));
+    EXPECT_THAT(callsOfLoop(), ElementsAre("execute", "wait", "wake up", "execute", "yield", "wait", "wake up",
+                                           "execute", "wait", "wake up", "execute", "finalize sequence", "notify"));
 }
 
 // ---------------------------------------------------------------- the way out
@@ -250,7 +240,7 @@ TEST_F(Run, a_wake_up_that_found_nothing_lets_another_thread_run)
 TEST_F(Run, an_acknowledgement_that_fails_is_reported)
 {
     executionStops();
-    calls.fail("notify");
+    doubles.on(acknowledge).fail();
     run();
     EXPECT_LOG(log, ZYL_LOG_LEVEL_WARNING, ZYL_LOG_ANY_FAILURE_s, "notify request processed");
     EXPECT_LOG_COUNT(log, 1U);
@@ -260,14 +250,15 @@ TEST_F(RunInPool, a_leaving_thread_passes_the_barriers_of_the_other_requests_bef
 {
     DDSLog_g_instrumentationMask = UINT32_MAX;
     for (const DDS_Long count : {1, 2, 4}) {
-        calls.clear();
+        doubles.clear();
         DDS_AsyncWaitSetGlobals_deleteDdsWorkerI(aws->_globals, std::exchange(thread->_ddsWorker, nullptr));
         thread->_lastRequestCount = count;
         executionStops();
         run();
-        EXPECT_EQ(calls.count("barrier"), count - 1);
-        EXPECT_EQ(calls.list().back(), "notify");
-        EXPECT_EQ(calls.list()[calls.list().size() - 1 - static_cast<size_t>(count)], "finalize sequence");
+        std::vector<std::string> expected(static_cast<std::size_t>(count - 1), barrier);
+        expected.insert(expected.begin(), {"execute", "finalize sequence"});
+        expected.push_back("notify");
+        EXPECT_EQ(callsOfLoop(), expected);
     }
     EXPECT_NO_LOG(log) << "no trace line either";
 }
@@ -275,11 +266,11 @@ TEST_F(RunInPool, a_leaving_thread_passes_the_barriers_of_the_other_requests_bef
 TEST_F(RunInPool, a_leaving_threads_failing_barrier_is_reported_and_the_stop_acknowledged)
 {
     thread->_lastRequestCount = 5;
-    script.barriers = {ZYL_OSAPI_SEMAPHORE_STATUS_OK, ZYL_OSAPI_SEMAPHORE_STATUS_ERROR};
+    doubles.on(barrier).fail(2);
     executionStops();
     run();
-    EXPECT_EQ(calls.count("barrier"), 2);
-    EXPECT_EQ(calls.list().back(), "notify");
+    EXPECT_EQ(doubles.count(barrier), 2);
+    EXPECT_EQ(doubles.calls().back(), "notify");
     EXPECT_LOG(log, ZYL_LOG_LEVEL_WARNING, ZYL_LOG_ANY_FAILURE_s, "barrier wait");
     EXPECT_LOG_COUNT(log, 1U);
 }
@@ -289,13 +280,13 @@ TEST_F(Run, a_leaving_thread_that_is_alone_passes_no_barrier)
     thread->_lastRequestCount = 4;
     executionStops();
     run();
-    EXPECT_EQ(calls.count("barrier"), 0);
-    EXPECT_EQ(calls.list().back(), "notify");
+    EXPECT_EQ(doubles.count(barrier), 0);
+    EXPECT_EQ(doubles.calls().back(), "notify");
 }
 
 TEST_F(Run, a_whole_life_from_start_to_stop)
 {
-    script.isNotificationReal = true;
+    doubles.on(acknowledge).heal();
     aws->_threadHandler = {aws, DDS_AsyncWaitSet_onWakeUpSingleThread};
     DDS_AsyncWaitSetCompletionToken *const start = DDS_AsyncWaitSet_create_completion_token(aws);
     DDS_AsyncWaitSetCompletionToken *const end = DDS_AsyncWaitSet_create_completion_token(aws);
@@ -316,7 +307,7 @@ TEST_F(Run, a_whole_life_from_start_to_stop)
     EXPECT_EQ(recorder.events()[1].name, "spawned");
     EXPECT_EQ(recorder.events()[2].name, "deleted");
 
-    __real_DDS_AsyncWaitSetGlobals_setThreadSpecific(aws->_globals, nullptr);
+    DDS_AsyncWaitSetGlobals_setThreadSpecific(aws->_globals, nullptr);
     recorder.onEvent = {};
     for (DDS_AsyncWaitSetCompletionToken *token : {start, end}) {
         EXPECT_EQ(DDS_AsyncWaitSetCompletionToken_wait(token, &DDS_DURATION_INFINITE), DDS_RETCODE_OK);

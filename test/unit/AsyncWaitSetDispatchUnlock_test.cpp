@@ -1,8 +1,5 @@
 /// @file
 /// The early unlock: who may call it, what it does, and what the dispatcher then leaves out.
-// Replaces: DDS_WaitSet_mask_condition DDS_WaitSet_end_waitI
-// Replaces: DDS_Condition_get_trigger_value DDS_Condition_dispatch
-// Replaces: VESKWorker_enterExclusiveArea VESKWorker_leaveExclusiveArea
 #include "DispatchFixture.hpp"
 
 namespace {
@@ -34,11 +31,11 @@ TEST_F(Unlock, an_application_thread_is_refused)
 {
     create(2, 1);
     const LogCapture log(0xff);
-    services.isRecording = true;
+    doubles.clear();
     EXPECT_EQ(unlock(0), DDS_RETCODE_PRECONDITION_NOT_MET);
     EXPECT_LOG(log, ZYL_LOG_LEVEL_WARNING, ZYL_LOG_ANY_s, "a condition can be unlocked only from a dispatching thread");
     EXPECT_LOG_COUNT(log, 1u);
-    EXPECT_THAT(services.journal, IsEmpty());
+    EXPECT_THAT(doubles.calls(), IsEmpty());
 }
 
 TEST_F(Unlock, a_pool_thread_that_dispatches_nothing_has_nothing_to_unlock)
@@ -46,10 +43,10 @@ TEST_F(Unlock, a_pool_thread_that_dispatches_nothing_has_nothing_to_unlock)
     create(2, 1);
     const PoolThreadGuise guise(aws.get());
     const LogCapture log(0xff);
-    services.isRecording = true;
+    doubles.clear();
     EXPECT_EQ(unlock(0), DDS_RETCODE_OK);
     EXPECT_NO_LOG(log);
-    EXPECT_THAT(services.journal, IsEmpty());
+    EXPECT_THAT(doubles.calls(), IsEmpty());
 }
 
 TEST_F(Unlock, another_condition_than_the_dispatched_one_is_refused)
@@ -77,10 +74,9 @@ TEST_F(Unlock, unlocking_twice_is_ok_and_unmasks_once_in_the_whole_dispatch)
         EXPECT_EQ(info(0)->isLocked, 0);
         EXPECT_EQ(aws->_threadPool[0]._lockedConditionInfo, nullptr);
         EXPECT_EQ(unlock(0), DDS_RETCODE_OK);
-        services.record("handler goes on");
+        EXPECT_THAT(doubles.calls(), ElementsAre("look at a", "mask a", "end wait", "leave", "dispatch a", "unmask a"));
     };
-    EXPECT_THAT(wakeUp(), ElementsAre("look at a", "mask a", "end wait", "leave", "dispatch a", "unmask a",
-                                      "handler goes on", "enter"));
+    EXPECT_THAT(wakeUp(), ElementsAre("look at a", "mask a", "end wait", "leave", "dispatch a", "unmask a", "enter"));
     EXPECT_NO_LOG(log);
 }
 
@@ -114,10 +110,9 @@ TEST_F(Unlock, a_condition_that_cannot_be_unmasked_stays_locked_until_its_handle
     create(2, 1);
     guards[0].trigger();
     const LogCapture log;
-    services.unmaskResult = DDS_RETCODE_OUT_OF_RESOURCES;
+    doubles.on(mask).with(DDS_BOOLEAN_TRUE).fail(1, DDS_RETCODE_OUT_OF_RESOURCES);
     inHandler = [&](HandledGuard &) {
         EXPECT_EQ(unlock(0), DDS_RETCODE_OUT_OF_RESOURCES);
-        services.unmaskResult = DDS_RETCODE_OK;
         EXPECT_EQ(info(0)->isLocked, 1);
         EXPECT_EQ(aws->_threadPool[0]._lockedConditionInfo, info(0));
     };

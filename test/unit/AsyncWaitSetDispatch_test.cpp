@@ -1,9 +1,6 @@
 /// @file
 /// Dispatch: the two wake-up handlers, called directly on a thread in the guise of a pool thread. Every service that
 /// they call is replaced, written down in order, and made to fail.
-// Replaces: DDS_WaitSet_mask_condition DDS_WaitSet_end_waitI
-// Replaces: DDS_Condition_get_trigger_value DDS_Condition_dispatch
-// Replaces: VESKWorker_enterExclusiveArea VESKWorker_leaveExclusiveArea
 #include "DispatchFixture.hpp"
 
 namespace {
@@ -61,7 +58,7 @@ TEST_F(Dispatch, both_handlers_refuse_a_null_wait_set)
     EXPECT_LOG_COUNT(log, 2u);
     EXPECT_EQ(log.entries()[0].function, "DDS_AsyncWaitSet_onWakeUpSingleThread");
     EXPECT_EQ(log.entries()[1].function, "DDS_AsyncWaitSet_onWakeUpThreadPool");
-    EXPECT_THAT(services.journal, IsEmpty());
+    EXPECT_THAT(doubles.calls(), IsEmpty());
 }
 
 // ---------------------------------------------------------------- a pool: what is picked
@@ -71,11 +68,11 @@ TEST_F(Dispatch, a_thread_without_a_record_dispatches_nothing_and_leaves_the_wai
     create(2, 1);
     guards[0].trigger();
     const LogCapture log(0xff);
-    services.isRecording = true;
+    doubles.clear();
     DDS_AsyncWaitSet_onWakeUpThreadPool(aws.get(), nullptr);
     EXPECT_LOG(log, ZYL_LOG_LEVEL_WARNING, ZYL_LOG_GET_FAILURE_s, "AsyncWaitSet thread");
     EXPECT_LOG_COUNT(log, 1u);
-    EXPECT_THAT(services.journal, IsEmpty());
+    EXPECT_THAT(doubles.calls(), IsEmpty());
     EXPECT_EQ(guards[0].runs, 0);
 }
 
@@ -233,7 +230,7 @@ TEST_F(Dispatch, a_condition_that_cannot_be_masked_is_dispatched_regardless)
 {
     create(2, 1);
     guards[0].trigger();
-    services.maskResult = DDS_RETCODE_ERROR;
+    doubles.on(mask).with(DDS_BOOLEAN_FALSE).failFrom(1, DDS_RETCODE_ERROR);
     const LogCapture log;
     EXPECT_THAT(wakeUp(), ElementsAre("look at a", "mask a", "end wait", "leave", "dispatch a", "unmask a", "enter"));
     EXPECT_LOG(log, ZYL_LOG_LEVEL_WARNING, ZYL_LOG_ANY_FAILURE_s, "lock condition");
@@ -246,7 +243,7 @@ TEST_F(Dispatch, a_condition_that_cannot_be_unmasked_is_unlocked_all_the_same)
 {
     create(2, 1);
     guards[0].trigger();
-    services.unmaskResult = DDS_RETCODE_OUT_OF_RESOURCES;
+    doubles.on(mask).with(DDS_BOOLEAN_TRUE).failFrom(1, DDS_RETCODE_OUT_OF_RESOURCES);
     const LogCapture log;
     wakeUp();
     EXPECT_LOG(log, ZYL_LOG_LEVEL_WARNING, ZYL_LOG_ANY_FAILURE_s, "unlock condition");
@@ -260,7 +257,7 @@ TEST_F(Dispatch, a_leader_that_cannot_hand_over_does_not_dispatch_and_leaves_the
 {
     create(2, 1);
     guards[0].trigger();
-    services.leaveFails = true;
+    failToLeave();
     const LogCapture log;
     EXPECT_THAT(wakeUp(), ElementsAre("look at a", "mask a", "end wait", "leave"));
     EXPECT_LOG(log, ZYL_LOG_LEVEL_WARNING, ZYL_LOG_FAILED_TO_UNLOCK_TEMPLATE, "Pool synchronizer EA.");
@@ -275,7 +272,7 @@ TEST_F(Dispatch, a_dispatcher_that_cannot_lead_again_reports_it_and_has_unlocked
 {
     create(2, 1);
     guards[0].trigger();
-    inHandler = [](HandledGuard &) { services.enterFails = true; };
+    inHandler = [&](HandledGuard &) { synchronizer(enter).failFrom(1); };
     const LogCapture log;
     EXPECT_THAT(wakeUp(), ElementsAre("look at a", "mask a", "end wait", "leave", "dispatch a", "unmask a", "enter"));
     EXPECT_LOG(log, ZYL_LOG_LEVEL_WARNING, ZYL_LOG_FAILED_TO_LOCK_TEMPLATE, "Pool synchronizer EA.");

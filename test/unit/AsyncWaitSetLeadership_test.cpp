@@ -1,8 +1,5 @@
 /// @file
 /// Leadership: taking it, giving it up, and what is said when either fails.
-// Replaces: DDS_WaitSet_mask_condition DDS_WaitSet_end_waitI
-// Replaces: DDS_Condition_get_trigger_value DDS_Condition_dispatch
-// Replaces: VESKWorker_enterExclusiveArea VESKWorker_leaveExclusiveArea
 #include "DispatchFixture.hpp"
 
 namespace {
@@ -16,10 +13,10 @@ TEST_F(Leadership, a_single_thread_is_leader_without_any_area_or_trace)
     create(1, 0);
     const LogCapture log(0xff);
     const PoolThreadGuise guise(aws.get());
-    services.isRecording = true;
+    doubles.clear();
     EXPECT_EQ(DDS_AsyncWaitSet_becomeNewLeader(aws.get(), guise.thread()), 1);
     EXPECT_EQ(DDS_AsyncWaitSet_promoteNewLeader(aws.get(), guise.thread()), 1);
-    EXPECT_THAT(services.journal, IsEmpty());
+    EXPECT_THAT(doubles.calls(), IsEmpty());
     EXPECT_NO_LOG(log);
 }
 
@@ -48,7 +45,7 @@ TEST_F(Leadership, a_leadership_that_cannot_be_taken_is_reported_and_not_traced)
     create(2, 0);
     const LogCapture log(0xff);
     const PoolThreadGuise guise(aws.get());
-    services.enterFails = true;
+    synchronizer(enter).failFrom(1);
     EXPECT_EQ(DDS_AsyncWaitSet_becomeNewLeader(aws.get(), guise.thread()), 0);
     EXPECT_LOG(log, ZYL_LOG_LEVEL_WARNING, ZYL_LOG_FAILED_TO_LOCK_TEMPLATE, "Pool synchronizer EA.");
     EXPECT_LOG_COUNT(log, 1u);
@@ -62,14 +59,14 @@ TEST_F(Leadership, a_leadership_that_cannot_be_given_up_is_reported_after_its_tr
     const PoolThreadGuise guise(aws.get());
     ASSERT_EQ(DDS_AsyncWaitSet_becomeNewLeader(aws.get(), guise.thread()), 1);
     const LogCapture log(0xff);
-    services.leaveFails = true;
+    failToLeave();
     EXPECT_EQ(DDS_AsyncWaitSet_promoteNewLeader(aws.get(), guise.thread()), 0);
     EXPECT_LOG(log, ZYL_LOG_LEVEL_WARNING, ZYL_LOG_FAILED_TO_UNLOCK_TEMPLATE, "Pool synchronizer EA.");
     ASSERT_EQ(log.entries().size(), 3u);
     EXPECT_EQ(log.entries()[1].text, "promoting new leader\n");
     EXPECT_EQ(log.entries()[2].function, "DDS_AsyncWaitSet_promoteNewLeader");
 
-    services.leaveFails = false;
+    doubles.on(leave).heal();
     EXPECT_EQ(DDS_AsyncWaitSet_promoteNewLeader(aws.get(), guise.thread()), 1);
 }
 
@@ -81,7 +78,8 @@ TEST_F(Leadership, a_chosen_activity_opens_the_gate_for_failed_leadership_only)
     ZYLOsapiContext activity = {0x6};
     VESKWorker *const worker = DDS_AsyncWaitSetGlobals_getWorker(aws->_globals);
     const LogCapture log(0);
-    services.enterFails = services.leaveFails = true;
+    synchronizer(enter).failFrom(1);
+    failToLeave();
     const auto failBoth = [&] {
         EXPECT_EQ(DDS_AsyncWaitSet_becomeNewLeader(aws.get(), guise.thread()), 0);
         EXPECT_EQ(DDS_AsyncWaitSet_promoteNewLeader(aws.get(), guise.thread()), 0);
@@ -103,7 +101,7 @@ TEST_F(Leadership, a_chosen_activity_opens_the_gate_for_failed_leadership_only)
 
     ZYLLog_g_categoryMask[ZYL_LOG_LEVEL_WARNING] = 0;
     worker->_activityContext = nullptr;
-    services.leaveFails = false;
+    doubles.on(leave).heal();
     EXPECT_EQ(DDS_AsyncWaitSet_promoteNewLeader(aws.get(), guise.thread()), 1);
 }
 

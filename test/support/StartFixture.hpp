@@ -1,9 +1,9 @@
 /// @file
-/// For the tests of start: the services that start calls, replaced so that a test can look at a call, decide its result
-/// or hold it up; a thread factory that counts; and a wait set that is not started. A program that includes this
-/// replaces the services named by the __wrap_ functions below.
+/// For the tests of start: a wait set that is not started, with a thread factory that counts, and doubles of what start
+/// needs before it waits: its token and its area.
 ///
-/// Protection: the hooks are set while no other thread can reach them. A countdown belongs to the thread that set it.
+/// Protection: for the test's own thread; a test that needs a double on pool threads asks for it.
+// Replaces: DDS_AsyncWaitSet_loanCompletionToken VESKWorker_enterExclusiveArea VESKWorker_leaveExclusiveArea
 #ifndef START_FIXTURE_HPP
 #define START_FIXTURE_HPP
 
@@ -16,115 +16,9 @@
 #include "LogCapture.hpp"
 #include "Signal.hpp"
 #include "dds_c/dds_c_log.h"
+#include "doubles/Doubles.hpp"
 #include "halo_runtime/zyl/ZYLOsapiHeap.pkg.h"
 #include "halo_runtime/zyl/ZYLOsapiThread.pkg.h"
-
-/// Makes the Nth call of the thread that sets it fail, and the calls after it if more than one is to fail.
-struct Countdown {
-    int left = 0;  ///< 0: none fails.
-    int times = 1;
-
-    bool strikes()
-    {
-        if (left == 0 || --left > 0) return false;
-        if (--times > 0) left = 1;
-        return true;
-    }
-};
-
-struct StartServices {
-    std::function<DDS_AsyncWaitSetCompletionToken *(DDS_AsyncWaitSet *)> loan;
-    std::function<DDS_ReturnCode_t(DDS_Task *, void *, DDS_AsyncWaitSetCompletionToken *)> submit;
-    std::function<DDS_ReturnCode_t(DDS_AsyncWaitSet *, DDS_Long)> createThread;
-    std::function<DDS_ReturnCode_t(DDS_AsyncWaitSetCompletionToken *)> wait;
-    std::function<DDS_ReturnCode_t(DDS_AsyncWaitSet *, DDS_AsyncWaitSetCompletionToken *)> giveBack;
-    std::function<void(DDS_AWSTaskInfo *)> beforeNotify;  ///< On pool threads, before an execution is reported.
-    std::atomic<const VESKExclusiveArea *> area{nullptr};
-    DDS_AsyncWaitSetCompletionToken *lent = nullptr;  ///< The token lent last for an implicit wait.
-};
-inline StartServices services;
-inline thread_local Countdown failEnter, failLeave, failSetProperty, failIncrement, failGetBuffer;
-
-extern "C" {
-DDS_AsyncWaitSetCompletionToken *__real_DDS_AsyncWaitSet_loanCompletionToken(DDS_AsyncWaitSet *);
-DDS_AsyncWaitSetCompletionToken *__wrap_DDS_AsyncWaitSet_loanCompletionToken(DDS_AsyncWaitSet *self)
-{
-    return services.lent = services.loan ? services.loan(self) : __real_DDS_AsyncWaitSet_loanCompletionToken(self);
-}
-
-DDS_ReturnCode_t __real_DDS_AsyncWaitSet_submitTaskI(DDS_AsyncWaitSet *, DDS_Task *, void *,
-                                                     DDS_AsyncWaitSetCompletionToken *);
-DDS_ReturnCode_t __wrap_DDS_AsyncWaitSet_submitTaskI(DDS_AsyncWaitSet *self, DDS_Task *task, void *userData,
-                                                     DDS_AsyncWaitSetCompletionToken *token)
-{
-    if (services.submit) return services.submit(task, userData, token);
-    return __real_DDS_AsyncWaitSet_submitTaskI(self, task, userData, token);
-}
-
-DDS_ReturnCode_t __real_DDS_AsyncWaitSet_createThread(DDS_AsyncWaitSet *, DDS_Long);
-DDS_ReturnCode_t __wrap_DDS_AsyncWaitSet_createThread(DDS_AsyncWaitSet *self, DDS_Long index)
-{
-    return services.createThread ? services.createThread(self, index)
-                                 : __real_DDS_AsyncWaitSet_createThread(self, index);
-}
-
-DDS_ReturnCode_t __real_DDS_AsyncWaitSetCompletionToken_wait(DDS_AsyncWaitSetCompletionToken *, const DDS_Duration_t *);
-DDS_ReturnCode_t __wrap_DDS_AsyncWaitSetCompletionToken_wait(DDS_AsyncWaitSetCompletionToken *token,
-                                                             const DDS_Duration_t *timeout)
-{
-    return services.wait ? services.wait(token) : __real_DDS_AsyncWaitSetCompletionToken_wait(token, timeout);
-}
-
-DDS_ReturnCode_t __real_DDS_AsyncWaitSet_returnLoanedCompletionToken(DDS_AsyncWaitSet *,
-                                                                     DDS_AsyncWaitSetCompletionToken *);
-DDS_ReturnCode_t __wrap_DDS_AsyncWaitSet_returnLoanedCompletionToken(DDS_AsyncWaitSet *self,
-                                                                     DDS_AsyncWaitSetCompletionToken *token)
-{
-    return services.giveBack ? services.giveBack(self, token)
-                             : __real_DDS_AsyncWaitSet_returnLoanedCompletionToken(self, token);
-}
-
-DDS_ReturnCode_t __real_DDS_AsyncWaitSet_notify_task_executed(DDS_AsyncWaitSet *, DDS_AWSTaskInfo *);
-DDS_ReturnCode_t __wrap_DDS_AsyncWaitSet_notify_task_executed(DDS_AsyncWaitSet *self, DDS_AWSTaskInfo *taskInfo)
-{
-    if (services.beforeNotify) services.beforeNotify(taskInfo);
-    return __real_DDS_AsyncWaitSet_notify_task_executed(self, taskInfo);
-}
-
-int __real_VESKWorker_enterExclusiveArea(VESKWorker *, void *, VESKExclusiveArea *);
-int __wrap_VESKWorker_enterExclusiveArea(VESKWorker *self, void *previousOut, VESKExclusiveArea *area)
-{
-    if (area == services.area && failEnter.strikes()) return 0;
-    return __real_VESKWorker_enterExclusiveArea(self, previousOut, area);
-}
-
-/// A leave that fails has left all the same.
-int __real_VESKWorker_leaveExclusiveArea(VESKWorker *, void *, VESKExclusiveArea *);
-int __wrap_VESKWorker_leaveExclusiveArea(VESKWorker *self, void *previousOut, VESKExclusiveArea *area)
-{
-    const int result = __real_VESKWorker_leaveExclusiveArea(self, previousOut, area);
-    return area == services.area && failLeave.strikes() ? 0 : result;
-}
-
-DDS_ReturnCode_t __real_DDS_WaitSet_set_property(DDS_WaitSet *, const DDS_WaitSetProperty_t *);
-DDS_ReturnCode_t __wrap_DDS_WaitSet_set_property(DDS_WaitSet *self, const DDS_WaitSetProperty_t *property)
-{
-    return failSetProperty.strikes() ? DDS_RETCODE_OUT_OF_RESOURCES : __real_DDS_WaitSet_set_property(self, property);
-}
-
-DDS_ReturnCode_t __real_DDS_CountingCondition_increment(DDS_CountingCondition *, DDS_Long);
-DDS_ReturnCode_t __wrap_DDS_CountingCondition_increment(DDS_CountingCondition *self, DDS_Long amount)
-{
-    return failIncrement.strikes() ? DDS_RETCODE_OUT_OF_RESOURCES
-                                   : __real_DDS_CountingCondition_increment(self, amount);
-}
-
-void *__real_VESKFastBufferPool_getBufferWithSize(VESKFastBufferPool *, int);
-void *__wrap_VESKFastBufferPool_getBufferWithSize(VESKFastBufferPool *self, int size)
-{
-    return failGetBuffer.strikes() ? nullptr : __real_VESKFastBufferPool_getBufferWithSize(self, size);
-}
-}
 
 /// Makes real threads, refuses the one of a chosen name number, and counts.
 class CountingFactory {
@@ -171,13 +65,15 @@ class StartFixture : public testing::Test {
 protected:
     void SetUp() override
     {
-        resetServices();
         blockCount = ZYLOsapiHeap_getBlockCount();
+        doubles.on(loanToken).instead([this](DDS_AsyncWaitSet *self) {
+            return lent = Doubles::real<decltype(DDS_AsyncWaitSet_loanCompletionToken)>(loanToken)(self);
+        });
     }
 
     void TearDown() override
     {
-        resetServices();
+        doubles.heal();
         if (aws != nullptr) destroy();
         EXPECT_EQ(ZYLOsapiHeap_getBlockCount(), blockCount);
         EXPECT_EQ(factory.created, factory.joined);
@@ -190,7 +86,6 @@ protected:
         const DDS_ThreadFactory making = factory.factory();
         aws = DDS_AsyncWaitSet_new_with_thread_factory(&property, &hearing, &making);
         ASSERT_NE(aws, nullptr);
-        services.area = aws->_criticalSectionEA;
         token = DDS_AsyncWaitSet_create_completion_token(aws);
         ASSERT_NE(token, nullptr);
     }
@@ -208,10 +103,9 @@ protected:
     /// Take back the token that a failed start keeps, so that the wait set can be deleted.
     void takeBackLent()
     {
-        ASSERT_NE(services.lent, nullptr);
-        services.giveBack = nullptr;
-        services.lent->_state = DDS_AsyncWaitSetCompletionTokenState_READY;
-        EXPECT_EQ(DDS_AsyncWaitSet_returnLoanedCompletionToken(aws, services.lent), DDS_RETCODE_OK);
+        ASSERT_NE(lent, nullptr);
+        lent->_state = DDS_AsyncWaitSetCompletionTokenState_READY;
+        EXPECT_EQ(DDS_AsyncWaitSet_returnLoanedCompletionToken(aws, lent), DDS_RETCODE_OK);
     }
 
     DDS_ReturnCode_t start(DDS_AsyncWaitSetCompletionToken *with)
@@ -274,19 +168,21 @@ protected:
         EXPECT_EQ(DDS_AsyncWaitSet_delete(other), DDS_RETCODE_OK);
     }
 
-    static void resetServices()
+    /// Rules about entering and leaving the critical section of the wait set.
+    DoubledService entering(TestLine line = TestLine::here())
     {
-        services.loan = nullptr;
-        services.submit = nullptr;
-        services.createThread = nullptr;
-        services.wait = nullptr;
-        services.giveBack = nullptr;
-        services.beforeNotify = nullptr;
-        services.lent = nullptr;
-        failEnter = failLeave = failSetProperty = failIncrement = failGetBuffer = {};
+        return doubles.on("VESKWorker_enterExclusiveArea", line).with(aws->_criticalSectionEA);
+    }
+    DoubledService leaving(TestLine line = TestLine::here())
+    {
+        return doubles.on("VESKWorker_leaveExclusiveArea", line).with(aws->_criticalSectionEA);
     }
 
+    static constexpr const char *loanToken = "DDS_AsyncWaitSet_loanCompletionToken";
+
     std::size_t blockCount = 0;
+    Doubles doubles;
+    DDS_AsyncWaitSetCompletionToken *lent = nullptr;  ///< The token lent last for an implicit wait.
     RecordingListener listener;
     CountingFactory factory;
     DDS_AsyncWaitSet *aws = nullptr;

@@ -1,10 +1,7 @@
 /// @file
 /// A start that finds threads which have executed a stop and not acknowledged it yet: it waits until they are gone, or
 /// is refused where it must not wait.
-// Replaces: DDS_AsyncWaitSet_loanCompletionToken DDS_AsyncWaitSet_submitTaskI DDS_AsyncWaitSet_createThread
-// Replaces: DDS_AsyncWaitSetCompletionToken_wait DDS_AsyncWaitSet_returnLoanedCompletionToken
-// Replaces: DDS_AsyncWaitSet_notify_task_executed VESKWorker_enterExclusiveArea VESKWorker_leaveExclusiveArea
-// Replaces: DDS_WaitSet_set_property DDS_CountingCondition_increment VESKFastBufferPool_getBufferWithSize
+// Replaces: DDS_AsyncWaitSet_notify_task_executed
 #include "StartFixture.hpp"
 
 namespace {
@@ -14,12 +11,12 @@ protected:
     /// Stop, and hold every pool thread just before it acknowledges.
     void stopAndHold()
     {
-        services.beforeNotify = [this](DDS_AWSTaskInfo *taskInfo) {
+        doubles.on(notify).onEveryThread().before([this](DDS_AsyncWaitSet *, DDS_AWSTaskInfo *taskInfo) {
             if (taskInfo->_task.execute != DDS_AsyncWaitSetTask_stop) return;
             if (onHold) onHold();
             held.give();
             go.take();
-        };
+        });
         EXPECT_EQ(DDS_AsyncWaitSet_stop_with_completion_token(aws, token), DDS_RETCODE_OK);
         held.take(static_cast<int>(aws->_property.thread_pool_size));
         EXPECT_FALSE(isStarted());
@@ -38,6 +35,8 @@ protected:
             ASSERT_NE(VESKWorker_leaveExclusiveArea(worker(), nullptr, aws->_criticalSectionEA), 0);
         }
     }
+
+    static constexpr const char *notify = "DDS_AsyncWaitSet_notify_task_executed";
 
     Signal held, go;
     std::function<void()> onHold;  ///< On a pool thread that is held.
@@ -59,7 +58,7 @@ TEST_F(Restart, a_start_waits_until_every_old_thread_has_acknowledged_its_stop)
         letGo();
         first.join();
         second.join();
-        services.beforeNotify = nullptr;
+        doubles.on(notify).heal();
         EXPECT_EQ(outcome(), DDS_RETCODE_OK);
         EXPECT_EQ(factory.created, before + n);
         EXPECT_EQ(factory.joined, before);
@@ -96,13 +95,14 @@ TEST_F(Restart, callers_that_cannot_wait_for_leaving_threads_go_away_and_leave_n
     expectRefusedByLevel();
     {
         const LogCapture log;
-        failLeave = {1, 1};
+        leaving().fail();
         EXPECT_EQ(start(token), DDS_RETCODE_ERROR);
         EXPECT_LOG(log, ZYL_LOG_LEVEL_WARNING, VESK_LOG_WORKER_EXCLUSIVE_AREA_FAILURE_s, "leave");
         EXPECT_LOG_COUNT(log, 1u);
         EXPECT_EQ(aws->_starterList._size, 0);
         std::thread starter([&] {
-            failEnter = {2, 1};
+            Doubles own;
+            own.on("VESKWorker_enterExclusiveArea").with(aws->_criticalSectionEA).fail(2);
             EXPECT_EQ(start(ignoreToken()), DDS_RETCODE_ERROR);
         });
         awaitStarters(1);
@@ -111,7 +111,7 @@ TEST_F(Restart, callers_that_cannot_wait_for_leaving_threads_go_away_and_leave_n
         EXPECT_LOG(log, ZYL_LOG_LEVEL_WARNING, VESK_LOG_WORKER_EXCLUSIVE_AREA_FAILURE_s, "enter");
         EXPECT_LOG_COUNT(log, 2u);
     }
-    services.beforeNotify = nullptr;
+    doubles.on(notify).heal();
     EXPECT_EQ(token->_submissionCount, submissionsBefore);
     EXPECT_EQ(DDS_AsyncWaitSetCompletionToken_wait(second, &DDS_DURATION_INFINITE), DDS_RETCODE_OK);
     EXPECT_EQ(DDS_AsyncWaitSet_delete_completion_token(aws, second), DDS_RETCODE_OK);

@@ -1,10 +1,8 @@
 /// @file
 /// What a failed start leaves behind: the threads of a start that failed partway, and the running pool of a start whose
 /// wait failed. Nothing of it hangs, delete takes it away, and the next start makes it go first.
-// Replaces: DDS_AsyncWaitSet_loanCompletionToken DDS_AsyncWaitSet_submitTaskI DDS_AsyncWaitSet_createThread
 // Replaces: DDS_AsyncWaitSetCompletionToken_wait DDS_AsyncWaitSet_returnLoanedCompletionToken
-// Replaces: DDS_AsyncWaitSet_notify_task_executed VESKWorker_enterExclusiveArea VESKWorker_leaveExclusiveArea
-// Replaces: DDS_WaitSet_set_property DDS_CountingCondition_increment VESKFastBufferPool_getBufferWithSize
+// Replaces: DDS_CountingCondition_increment
 #include "StartFixture.hpp"
 
 namespace {
@@ -27,10 +25,9 @@ protected:
     /// Leave a running pool behind: a start whose wait fails at once.
     void abandon()
     {
-        services.wait = [](DDS_AsyncWaitSetCompletionToken *) { return DDS_RETCODE_TIMEOUT; };
+        doubles.on("DDS_AsyncWaitSetCompletionToken_wait").fail(1, DDS_RETCODE_TIMEOUT);
         const LogCapture log;
         EXPECT_EQ(start(implicitToken()), DDS_RETCODE_TIMEOUT);
-        services.wait = nullptr;
         EXPECT_LOG(log, ZYL_LOG_LEVEL_WARNING, ZYL_LOG_ANY_FAILURE_s, "wait for request completion");
         EXPECT_FALSE(isStarted());
         EXPECT_EQ(loanCount(), 2);
@@ -112,12 +109,12 @@ TEST_F(FailedStart, a_start_that_failed_partway_keeps_its_lent_token_but_can_be_
     create(2);
     failAt(1, implicitToken());
     EXPECT_EQ(loanCount(), 2);
-    DDS_AsyncWaitSetCompletionToken *const kept = services.lent;
+    DDS_AsyncWaitSetCompletionToken *const kept = lent;
     const LogCapture unheard;
     EXPECT_EQ(DDS_AsyncWaitSet_start(aws), DDS_RETCODE_OK);
     expectItRunsAndStops();
     EXPECT_EQ(loanCount(), 2);
-    services.lent = kept;
+    lent = kept;
     takeBackLent();
 }
 
@@ -170,21 +167,24 @@ TEST_F(FailedStart, a_start_that_must_not_wait_for_a_failed_pool_is_refused)
 TEST_F(FailedStart, a_start_that_loses_the_area_while_it_retires_a_failed_pool_can_be_repeated)
 {
     create(2);
-    struct {
+    const struct {
         const char *what;
-        Countdown *countdown;
-        Countdown failure;
-    } const cases[] = {{"leave", &failLeave, {1, 1}}, {"enter", &failEnter, {2, 1}}, {"enter", &failEnter, {2, 2}}};
+        std::function<void()> plan;
+        int times;
+    } cases[] = {{"leave", [&] { leaving().fail(); }, 1},
+                 {"enter", [&] { entering().fail(2); }, 1},
+                 {"enter", [&] { entering().fail(2).fail(3); }, 2}};
     for (const auto &failing : cases) {
-        SCOPED_TRACE(failing.failure.times);
+        SCOPED_TRACE(failing.times);
         LogCapture log;
         factory.refused = 1;
         ASSERT_EQ(start(token), DDS_RETCODE_ERROR);
         factory.refused = -1;
-        *failing.countdown = failing.failure;
+        const int failedBefore = doubles.failedCount();
+        failing.plan();
         EXPECT_EQ(start(token), DDS_RETCODE_ERROR);
         EXPECT_LOG(log, ZYL_LOG_LEVEL_WARNING, VESK_LOG_WORKER_EXCLUSIVE_AREA_FAILURE_s, failing.what);
-        EXPECT_EQ(failing.countdown->left, 0);
+        EXPECT_EQ(doubles.failedCount(), failedBefore + failing.times);
         EXPECT_FALSE(isStarted());
         EXPECT_EQ(depth(), 0);
         EXPECT_EQ(start(token), DDS_RETCODE_OK);
@@ -252,13 +252,13 @@ TEST_F(FailedStart, a_pool_whose_start_could_not_wait_is_stopped_by_the_next_sta
         create(poolSize);
         const int before = listener.count("spawned");
         abandon();
-        DDS_AsyncWaitSetCompletionToken *const kept = services.lent;
+        DDS_AsyncWaitSetCompletionToken *const kept = lent;
         EXPECT_EQ(DDS_AsyncWaitSet_start(aws), DDS_RETCODE_OK);
         EXPECT_EQ(listener.count("spawned"), before + 2 * n);
         EXPECT_EQ(listener.count("deleted"), before + n);
         expectItRunsAndStops();
         EXPECT_EQ(listener.count("deleted"), before + 2 * n);
-        services.lent = kept;
+        lent = kept;
         takeBackLent();
         destroy();
     }
@@ -267,13 +267,13 @@ TEST_F(FailedStart, a_pool_whose_start_could_not_wait_is_stopped_by_the_next_sta
 TEST_F(FailedStart, a_pool_whose_start_could_not_wait_is_stopped_by_delete)
 {
     create(2);
-    services.giveBack = [](DDS_AsyncWaitSet *self, DDS_AsyncWaitSetCompletionToken *given) {
-        EXPECT_EQ(__real_DDS_AsyncWaitSet_returnLoanedCompletionToken(self, given), DDS_RETCODE_OK);
-        return DDS_RETCODE_ERROR;
-    };
+    doubles.on("DDS_AsyncWaitSet_returnLoanedCompletionToken")
+        .instead(1, [](DDS_AsyncWaitSet *self, DDS_AsyncWaitSetCompletionToken *given) {
+            EXPECT_EQ(DDS_AsyncWaitSet_returnLoanedCompletionToken(self, given), DDS_RETCODE_OK);
+            return DDS_RETCODE_ERROR;
+        });
     const LogCapture unheard;
     EXPECT_EQ(DDS_AsyncWaitSet_start(aws), DDS_RETCODE_ERROR);
-    services.giveBack = nullptr;
     destroy();
     EXPECT_EQ(listener.count("spawned"), 2);
     EXPECT_EQ(listener.count("deleted"), 2);
@@ -289,7 +289,7 @@ TEST_F(FailedStart, a_start_that_must_not_wait_for_an_abandoned_pool_is_refused)
     });
     ASSERT_EQ(DDS_AsyncWaitSet_attach_condition(aws, guard.condition()), DDS_RETCODE_OK);
     abandon();
-    DDS_AsyncWaitSetCompletionToken *const kept = services.lent;
+    DDS_AsyncWaitSetCompletionToken *const kept = lent;
     expectRefusedUnderTheArea();
     expectRefusedByLevel();
     {
@@ -302,35 +302,36 @@ TEST_F(FailedStart, a_start_that_must_not_wait_for_an_abandoned_pool_is_refused)
     EXPECT_EQ(guard.runs, 1);
     expectItRunsAndStops();
     ASSERT_EQ(DDS_AsyncWaitSet_detach_condition(aws, guard.condition()), DDS_RETCODE_OK);
-    services.lent = kept;
+    lent = kept;
     takeBackLent();
 }
 
 TEST_F(FailedStart, a_start_that_fails_while_it_retires_an_abandoned_pool_can_be_repeated)
 {
     create(2);
-    struct {
-        Countdown *countdown;
-        int left;
+    const struct {
+        const char *what;
+        std::function<void()> plan;
         DDS_ReturnCode_t code;
-    } const cases[] = {{&failIncrement, 1, DDS_RETCODE_PRECONDITION_NOT_MET},
-                       {&failLeave, 1, DDS_RETCODE_ERROR},
-                       {&failEnter, 2, DDS_RETCODE_ERROR}};
+    } cases[] = {
+        {"ring", [&] { doubles.on("DDS_CountingCondition_increment").fail(); }, DDS_RETCODE_PRECONDITION_NOT_MET},
+        {"leave", [&] { leaving().fail(); }, DDS_RETCODE_ERROR},
+        {"enter", [&] { entering().fail(2); }, DDS_RETCODE_ERROR}};
     for (const auto &failing : cases) {
-        SCOPED_TRACE(failing.code);
+        SCOPED_TRACE(failing.what);
         abandon();
-        DDS_AsyncWaitSetCompletionToken *const kept = services.lent;
+        DDS_AsyncWaitSetCompletionToken *const kept = lent;
         const LogCapture unheard;
-        failing.countdown->left = failing.left;
-        failing.countdown->times = 1;
+        const int failedBefore = doubles.failedCount();
+        failing.plan();
         EXPECT_EQ(start(token), failing.code);
-        EXPECT_EQ(failing.countdown->left, 0);
+        EXPECT_EQ(doubles.failedCount(), failedBefore + 1);
         EXPECT_EQ(depth(), 0);
         while (isStarted()) ZYLOsapiThread_yield();  // the old pool may still be on its way out
         EXPECT_EQ(start(token), DDS_RETCODE_OK);
         EXPECT_EQ(outcome(), DDS_RETCODE_OK);
         expectItRunsAndStops();
-        services.lent = kept;
+        lent = kept;
         takeBackLent();
     }
     EXPECT_EQ(listener.count("spawned"), listener.count("deleted"));

@@ -1,10 +1,9 @@
 /// @file
 /// Start, step by step: its checks, what it asks of its neighbours and in which order, and what it makes of the failure
 /// of each of them. What happens to a pool that a failed start leaves behind has its own file.
-// Replaces: DDS_AsyncWaitSet_loanCompletionToken DDS_AsyncWaitSet_submitTaskI DDS_AsyncWaitSet_createThread
-// Replaces: DDS_AsyncWaitSetCompletionToken_wait DDS_AsyncWaitSet_returnLoanedCompletionToken
-// Replaces: DDS_AsyncWaitSet_notify_task_executed VESKWorker_enterExclusiveArea VESKWorker_leaveExclusiveArea
-// Replaces: DDS_WaitSet_set_property DDS_CountingCondition_increment VESKFastBufferPool_getBufferWithSize
+// Replaces: DDS_AsyncWaitSet_submitTaskI DDS_AsyncWaitSet_createThread DDS_AsyncWaitSetCompletionToken_wait
+// Replaces: DDS_AsyncWaitSet_returnLoanedCompletionToken DDS_WaitSet_set_property DDS_CountingCondition_increment
+// Replaces: VESKFastBufferPool_getBufferWithSize
 #include "StartFixture.hpp"
 
 namespace {
@@ -12,6 +11,10 @@ namespace {
 using testing::ElementsAre;
 
 const char *const tokenForm = "DDS_AsyncWaitSet_start_with_completion_token";
+const char *const submitTask = "DDS_AsyncWaitSet_submitTaskI";
+const char *const createThread = "DDS_AsyncWaitSet_createThread";
+const char *const waitForToken = "DDS_AsyncWaitSetCompletionToken_wait";
+const char *const returnToken = "DDS_AsyncWaitSet_returnLoanedCompletionToken";
 
 class Start : public StartFixture {
 protected:
@@ -52,7 +55,7 @@ TEST_F(Start, an_area_that_cannot_be_entered_fails_and_changes_nothing)
 {
     create(2);
     const LogCapture log(0xff);
-    failEnter.left = 1;
+    entering().fail();
     EXPECT_EQ(start(token), DDS_RETCODE_ERROR);
     EXPECT_LOG(log, ZYL_LOG_LEVEL_WARNING, VESK_LOG_WORKER_EXCLUSIVE_AREA_FAILURE_s, "enter");
     EXPECT_LOG_COUNT(log, 1u);
@@ -83,7 +86,7 @@ TEST_F(Start, a_started_wait_set_stays_started_when_the_second_start_cannot_leav
     create(1);
     ASSERT_EQ(DDS_AsyncWaitSet_start(aws), DDS_RETCODE_OK);
     const LogCapture log;
-    failLeave.left = 1;
+    leaving().fail();
     EXPECT_EQ(start(token), DDS_RETCODE_ERROR);
     EXPECT_LOG(log, ZYL_LOG_LEVEL_WARNING, VESK_LOG_WORKER_EXCLUSIVE_AREA_FAILURE_s, "leave");
     EXPECT_LOG_COUNT(log, 1u);
@@ -108,7 +111,7 @@ TEST_F(Start, an_implicit_start_under_the_critical_section_is_refused_before_any
 TEST_F(Start, a_loan_that_fails_fails_the_start)
 {
     create(2);
-    services.loan = [](DDS_AsyncWaitSet *) -> DDS_AsyncWaitSetCompletionToken * { return nullptr; };
+    doubles.on(loanToken).fail();
     const auto id = static_cast<unsigned long long>(ZYLOsapiThread_getCurrentThreadID());
     const LogCapture log(0xff);
     EXPECT_EQ(start(implicitToken()), DDS_RETCODE_ERROR);
@@ -126,20 +129,20 @@ TEST_F(Start, the_start_task_is_queued_with_the_resolved_token_when_the_wait_set
 {
     create(2);
     for (DDS_AsyncWaitSetCompletionToken *const given : {token, ignoreToken(), implicitToken()}) {
-        int calls = 0;
-        services.submit = [&](DDS_Task *task, void *userData, DDS_AsyncWaitSetCompletionToken *with) {
-            calls += 1;
-            EXPECT_TRUE(isStarted());
-            EXPECT_GE(depth(), 1);
-            EXPECT_EQ(task->execute, DDS_AsyncWaitSetTask_start);
-            EXPECT_EQ(task->taskData, nullptr);
-            EXPECT_EQ(userData, nullptr);
-            EXPECT_EQ(with, given == ignoreToken() ? nullptr : given == implicitToken() ? services.lent : token);
-            return DDS_RETCODE_TIMEOUT;
-        };
+        doubles.clear();
+        doubles.on(submitTask)
+            .instead(1, [&](DDS_AsyncWaitSet *, DDS_Task *task, void *userData, DDS_AsyncWaitSetCompletionToken *with) {
+                EXPECT_TRUE(isStarted());
+                EXPECT_GE(depth(), 1);
+                EXPECT_EQ(task->execute, DDS_AsyncWaitSetTask_start);
+                EXPECT_EQ(task->taskData, nullptr);
+                EXPECT_EQ(userData, nullptr);
+                EXPECT_EQ(with, given == ignoreToken() ? nullptr : given == implicitToken() ? lent : token);
+                return DDS_RETCODE_TIMEOUT;
+            });
         const LogCapture log;
         EXPECT_EQ(start(given), DDS_RETCODE_TIMEOUT);
-        EXPECT_EQ(calls, 1);
+        EXPECT_EQ(doubles.count(submitTask), 1);
         EXPECT_LOG(log, ZYL_LOG_LEVEL_WARNING, ZYL_LOG_ANY_FAILURE_s, "DDS_AsyncWaitSet_submitTaskI");
         EXPECT_LOG_COUNT(log, 1u);
         expectNothingLeft();
@@ -179,12 +182,13 @@ TEST_F(Start, a_token_that_is_refused_is_left_as_it_was)
 TEST_F(Start, a_doorbell_that_cannot_be_rung_fails_the_start_and_tells_the_own_token)
 {
     create(2);
-    for (Countdown *const countdown : {&failSetProperty, &failIncrement}) {
+    const char *const setProperty = "DDS_WaitSet_set_property";
+    for (const char *const step : {setProperty, "DDS_CountingCondition_increment"}) {
         const LogCapture log;
-        countdown->left = 1;
+        doubles.on(step).fail();
         EXPECT_EQ(start(token), DDS_RETCODE_OUT_OF_RESOURCES);
         EXPECT_LOG(log, ZYL_LOG_LEVEL_WARNING, ZYL_LOG_ANY_FAILURE_s,
-                   countdown == &failSetProperty ? "set WaitSet property" : "trigger internal request condition");
+                   step == setProperty ? "set WaitSet property" : "trigger internal request condition");
         EXPECT_LOG(log, ZYL_LOG_LEVEL_WARNING, ZYL_LOG_ANY_FAILURE_s, "DDS_AsyncWaitSet_submitTaskI");
         EXPECT_LOG_COUNT(log, 2u);
         EXPECT_TRUE(isCompletedWithError());
@@ -201,7 +205,7 @@ TEST_F(Start, a_request_that_cannot_be_built_fails_the_start_without_creating_a_
     create(2);
     for (DDS_AsyncWaitSetCompletionToken *const given : {token, ignoreToken(), implicitToken()}) {
         const LogCapture log;
-        failGetBuffer.left = 1;
+        doubles.on("VESKFastBufferPool_getBufferWithSize").fail();
         EXPECT_EQ(start(given), DDS_RETCODE_ERROR);
         EXPECT_LOG(log, ZYL_LOG_LEVEL_WARNING, ZYL_LOG_GET_FAILURE_s, "internal task information");
         EXPECT_LOG(log, ZYL_LOG_LEVEL_WARNING, ZYL_LOG_ANY_FAILURE_s, "DDS_AsyncWaitSet_submitTaskI");
@@ -243,16 +247,15 @@ TEST_F(Start, a_pool_thread_of_a_level_that_is_not_lower_is_refused)
 TEST_F(Start, threads_are_created_in_the_order_of_their_indices_with_the_area_held)
 {
     create(3);
-    std::vector<int> indices;
-    services.createThread = [&](DDS_AsyncWaitSet *self, DDS_Long index) {
+    doubles.on(createThread).before([&] {
         EXPECT_GE(depth(), 1);
         EXPECT_TRUE(isStarted());
-        indices.push_back(index);
-        return __real_DDS_AsyncWaitSet_createThread(self, index);
-    };
+    });
     EXPECT_EQ(start(token), DDS_RETCODE_OK);
     EXPECT_EQ(depth(), 0);
-    EXPECT_THAT(indices, ElementsAre(0, 1, 2));
+    EXPECT_THAT(doubles.callsOf({createThread}),
+                ElementsAre("DDS_AsyncWaitSet_createThread(0)", "DDS_AsyncWaitSet_createThread(1)",
+                            "DDS_AsyncWaitSet_createThread(2)"));
     EXPECT_EQ(outcome(), DDS_RETCODE_OK);
     EXPECT_EQ(listener.count("spawned"), 3);
     expectItRunsAndStops();
@@ -262,18 +265,15 @@ TEST_F(Start, threads_are_created_in_the_order_of_their_indices_with_the_area_he
 TEST_F(Start, the_code_of_a_failed_thread_creation_is_returned)
 {
     create(3);
-    std::vector<int> indices;
-    services.createThread = [&](DDS_AsyncWaitSet *self, DDS_Long index) {
-        indices.push_back(index);
-        return index == 1 ? DDS_RETCODE_OUT_OF_RESOURCES : __real_DDS_AsyncWaitSet_createThread(self, index);
-    };
+    doubles.on(createThread).with(1).fail(1, DDS_RETCODE_OUT_OF_RESOURCES);
     const LogCapture log;
     EXPECT_EQ(DDS_AsyncWaitSet_start(aws), DDS_RETCODE_OUT_OF_RESOURCES);
     EXPECT_LOG(log, ZYL_LOG_LEVEL_WARNING, ZYL_LOG_ANY_FAILURE_s, "DDS_AsyncWaitSet_createThread");
     EXPECT_LOG(log, ZYL_LOG_LEVEL_WARNING, ZYL_LOG_ANY_FAILURE_s, tokenForm);
     EXPECT_LOG_COUNT(log, 2u);
     EXPECT_EQ(log.entries()[1].function, "DDS_AsyncWaitSet_start");
-    EXPECT_THAT(indices, ElementsAre(0, 1));
+    EXPECT_THAT(doubles.callsOf({createThread}),
+                ElementsAre("DDS_AsyncWaitSet_createThread(0)", "DDS_AsyncWaitSet_createThread(1)"));
     EXPECT_FALSE(isStarted());
     EXPECT_EQ(factory.created, 1);
     EXPECT_NE(aws->_threadPool[0]._threadHandle, nullptr);
@@ -287,22 +287,16 @@ TEST_F(Start, a_start_that_cannot_leave_the_area_stays_started_and_keeps_its_len
 {
     create(2);
     for (const bool isImplicit : {false, true}) {
-        bool hasWaited = false;
-        services.wait = [&](DDS_AsyncWaitSetCompletionToken *) {
-            hasWaited = true;
-            return DDS_RETCODE_OK;
-        };
+        doubles.clear();
         const LogCapture log;
-        failLeave.left = isImplicit ? 2 : 1;  // the loan leaves it too
+        leaving().fail(isImplicit ? 2 : 1);  // the loan leaves it too
         EXPECT_EQ(start(isImplicit ? implicitToken() : token), DDS_RETCODE_ERROR);
         EXPECT_LOG(log, ZYL_LOG_LEVEL_WARNING, VESK_LOG_WORKER_EXCLUSIVE_AREA_FAILURE_s, "leave");
         EXPECT_LOG_COUNT(log, 1u);
-        EXPECT_FALSE(hasWaited);
+        EXPECT_EQ(doubles.count(waitForToken), 0);
         EXPECT_EQ(loanCount(), isImplicit ? 2 : 1);
-        services.wait = nullptr;
-        EXPECT_EQ(
-            __real_DDS_AsyncWaitSetCompletionToken_wait(isImplicit ? services.lent : token, &DDS_DURATION_INFINITE),
-            DDS_RETCODE_OK);
+        EXPECT_EQ(DDS_AsyncWaitSetCompletionToken_wait(isImplicit ? lent : token, &DDS_DURATION_INFINITE),
+                  DDS_RETCODE_OK);
         if (isImplicit) takeBackLent();
         expectItRunsAndStops();
     }
@@ -311,9 +305,9 @@ TEST_F(Start, a_start_that_cannot_leave_the_area_stays_started_and_keeps_its_len
 TEST_F(Start, a_failed_start_that_cannot_leave_the_area_either_is_an_error)
 {
     create(2);
-    services.submit = [](DDS_Task *, void *, DDS_AsyncWaitSetCompletionToken *) { return DDS_RETCODE_TIMEOUT; };
+    doubles.on(submitTask).fail(1, DDS_RETCODE_TIMEOUT);
     const LogCapture log;
-    failLeave.left = 1;
+    leaving().fail();
     EXPECT_EQ(start(token), DDS_RETCODE_ERROR);
     EXPECT_LOG(log, ZYL_LOG_LEVEL_WARNING, ZYL_LOG_ANY_FAILURE_s, "DDS_AsyncWaitSet_submitTaskI");
     EXPECT_LOG(log, ZYL_LOG_LEVEL_WARNING, VESK_LOG_WORKER_EXCLUSIVE_AREA_FAILURE_s, "leave");
@@ -324,11 +318,11 @@ TEST_F(Start, a_failed_start_that_cannot_leave_the_area_either_is_an_error)
 TEST_F(Start, a_wait_that_fails_fails_the_start_and_keeps_the_lent_token)
 {
     create(2);
-    services.wait = [](DDS_AsyncWaitSetCompletionToken *waited) {
-        EXPECT_EQ(waited, services.lent);
-        EXPECT_EQ(__real_DDS_AsyncWaitSetCompletionToken_wait(waited, &DDS_DURATION_INFINITE), DDS_RETCODE_OK);
+    doubles.on(waitForToken).instead(1, [&](DDS_AsyncWaitSetCompletionToken *waited, const DDS_Duration_t *timeout) {
+        EXPECT_EQ(waited, lent);
+        EXPECT_EQ(DDS_AsyncWaitSetCompletionToken_wait(waited, timeout), DDS_RETCODE_OK);
         return DDS_RETCODE_OUT_OF_RESOURCES;
-    };
+    });
     const LogCapture log;
     EXPECT_EQ(DDS_AsyncWaitSet_start(aws), DDS_RETCODE_OUT_OF_RESOURCES);
     EXPECT_LOG(log, ZYL_LOG_LEVEL_WARNING, ZYL_LOG_ANY_FAILURE_s, "wait for request completion");
@@ -345,14 +339,13 @@ TEST_F(Start, a_wait_that_fails_fails_the_start_and_keeps_the_lent_token)
 TEST_F(Start, a_token_that_cannot_be_given_back_fails_the_start)
 {
     create(2);
-    services.giveBack = [](DDS_AsyncWaitSet *self, DDS_AsyncWaitSetCompletionToken *given) {
-        EXPECT_EQ(given, services.lent);
-        EXPECT_EQ(__real_DDS_AsyncWaitSet_returnLoanedCompletionToken(self, given), DDS_RETCODE_OK);
+    doubles.on(returnToken).instead(1, [&](DDS_AsyncWaitSet *self, DDS_AsyncWaitSetCompletionToken *given) {
+        EXPECT_EQ(given, lent);
+        EXPECT_EQ(DDS_AsyncWaitSet_returnLoanedCompletionToken(self, given), DDS_RETCODE_OK);
         return DDS_RETCODE_TIMEOUT;
-    };
+    });
     const LogCapture log;
     EXPECT_EQ(start(implicitToken()), DDS_RETCODE_TIMEOUT);
-    services.giveBack = nullptr;
     EXPECT_LOG(log, ZYL_LOG_LEVEL_WARNING, ZYL_LOG_ANY_FAILURE_s, "return loaned token");
     EXPECT_LOG_COUNT(log, 1u);
     EXPECT_FALSE(isStarted());

@@ -1,34 +1,9 @@
-// Replaces: ZYLOsapiHeap_reallocateMemoryInternal ZYLPlatform_lock
 /// @file
 /// Conditions: trigger value, handler, dispatch, count.
+
+// Replaces: ZYLPlatform_lock
+#include "MemoryFixture.hpp"
 #include "WaitSetFixture.hpp"
-
-namespace {
-
-bool isMemoryGone = false;
-int lockCount = 0;
-
-}  // namespace
-
-extern "C" {
-int __real_ZYLOsapiHeap_reallocateMemoryInternal(void **blockInOut, size_t size, int alignment, int reallocate,
-                                                 int flag, const char *routine, ZYLOsapiAllocKind kind,
-                                                 const char *typeName);
-int __wrap_ZYLOsapiHeap_reallocateMemoryInternal(void **blockInOut, size_t size, int alignment, int reallocate,
-                                                 int flag, const char *routine, ZYLOsapiAllocKind kind,
-                                                 const char *typeName)
-{
-    if (isMemoryGone) return 0;
-    return __real_ZYLOsapiHeap_reallocateMemoryInternal(blockInOut, size, alignment, reallocate, flag, routine, kind,
-                                                        typeName);
-}
-void __real_ZYLPlatform_lock(platform::Mutex &mutex);
-void __wrap_ZYLPlatform_lock(platform::Mutex &mutex)
-{
-    lockCount += 1;
-    __real_ZYLPlatform_lock(mutex);
-}
-}
 
 namespace {
 
@@ -51,19 +26,9 @@ bool isTriggered(DDS_Condition *condition)
     return DDS_Condition_get_trigger_value(condition) != DDS_BOOLEAN_FALSE;
 }
 
-class ConditionTest : public testing::Test {
+class ConditionTest : public MemoryTest {
 protected:
-    ConditionTest() : _blocks(ZYLOsapiHeap_getBlockCount()) {}
-    ~ConditionTest() override
-    {
-        isMemoryGone = false;
-        EXPECT_EQ(ZYLOsapiHeap_getBlockCount(), _blocks);
-    }
-
     LogCapture log;
-
-private:
-    std::size_t _blocks;
 };
 
 using Condition = ConditionTest;
@@ -222,9 +187,9 @@ TEST_F(GuardCondition, setting_a_true_value_to_true_takes_no_lock_and_is_no_even
     waitSet.attach(guard);
     guard.set(true);
     ASSERT_EQ(waitSet.freshEvents(), 1);
-    lockCount = 0;
+    doubles.clear();
     guard.set(true);
-    EXPECT_EQ(lockCount, 0);
+    EXPECT_EQ(doubles.count("ZYLPlatform_lock"), 0);
     EXPECT_EQ(waitSet.freshEvents(), 1);
 }
 
@@ -245,7 +210,7 @@ TEST_F(GuardCondition, an_attached_one_cannot_be_deleted)
 
 TEST_F(GuardCondition, creation_without_memory_fails)
 {
-    isMemoryGone = true;
+    endMemory();
     EXPECT_EQ(DDS_GuardCondition_new(), nullptr);
     EXPECT_LOG(log, 2, DDS_LOG_CREATE_FAILURE_s, "DDS_GuardCondition");
 }
@@ -336,7 +301,7 @@ TEST_F(CountingCondition, an_attached_one_cannot_be_deleted)
 
 TEST_F(CountingCondition, creation_without_memory_fails)
 {
-    isMemoryGone = true;
+    endMemory();
     EXPECT_EQ(DDS_CountingCondition_new(), nullptr);
     EXPECT_LOG(log, 2, DDS_LOG_CREATE_FAILURE_s, "DDS_CountingCondition");
 }

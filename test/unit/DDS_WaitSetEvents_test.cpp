@@ -1,43 +1,13 @@
-// Replaces: ZYLOsapiHeap_reallocateMemoryInternal
 /// @file
 /// The plain wait set, as far as one thread sees it: what counts as an event, what a wait reports, the walk.
+#include "MemoryFixture.hpp"
 #include "WaitSetFixture.hpp"
 
 namespace {
 
-bool isMemoryGone = false;
-
-}  // namespace
-
-extern "C" {
-int __real_ZYLOsapiHeap_reallocateMemoryInternal(void **blockInOut, size_t size, int alignment, int reallocate,
-                                                 int flag, const char *routine, ZYLOsapiAllocKind kind,
-                                                 const char *typeName);
-int __wrap_ZYLOsapiHeap_reallocateMemoryInternal(void **blockInOut, size_t size, int alignment, int reallocate,
-                                                 int flag, const char *routine, ZYLOsapiAllocKind kind,
-                                                 const char *typeName)
-{
-    if (isMemoryGone) return 0;
-    return __real_ZYLOsapiHeap_reallocateMemoryInternal(blockInOut, size, alignment, reallocate, flag, routine, kind,
-                                                        typeName);
-}
-}
-
-namespace {
-
-class WaitSetEvents : public testing::Test {
+class WaitSetEvents : public MemoryTest {
 protected:
-    WaitSetEvents() : _blocks(ZYLOsapiHeap_getBlockCount()) {}
-    ~WaitSetEvents() override
-    {
-        isMemoryGone = false;
-        EXPECT_EQ(ZYLOsapiHeap_getBlockCount(), _blocks);
-    }
-
     LogCapture log;
-
-private:
-    std::size_t _blocks;
 };
 
 // ---------------------------------------------------------------- events
@@ -242,12 +212,12 @@ TEST_F(WaitSetEvents, the_sequence_grows_once_to_the_number_of_attached_conditio
     EXPECT_EQ(DDS_ConditionSeq_get_maximum(&active), 5);
     const void *const buffer = active->_contiguous_buffer;
 
-    isMemoryGone = true;
+    endMemory();
     for (Guard &guard : guards) guard.set(true);
     EXPECT_EQ(DDS_WaitSet_wait(waitSet, &active, &noTime), DDS_RETCODE_OK);
     EXPECT_EQ(active.list().size(), 5U);
     EXPECT_EQ(active->_contiguous_buffer, buffer);
-    isMemoryGone = false;
+    bringMemoryBack();
 
     waitSet.detach(guards[0]);
     Conditions fewer;
@@ -267,9 +237,9 @@ TEST_F(WaitSetEvents, a_sequence_that_cannot_grow_fails_the_wait_and_changes_not
     second.set(true);
 
     Conditions empty;
-    isMemoryGone = true;
+    endMemory();
     EXPECT_EQ(DDS_WaitSet_waitI(waitSet, &empty, &noTime), DDS_RETCODE_OUT_OF_RESOURCES);
-    isMemoryGone = false;
+    bringMemoryBack();
     EXPECT_LOG(log, 2, ZYL_LOG_ANY_FAILURE_s, "ensure length of active conditions sequence");
     EXPECT_EQ(waitSet.freshEvents(), 2) << "nothing became due";
 
@@ -351,9 +321,9 @@ TEST_F(WaitSetEvents, a_query_without_memory_fails_and_ends_its_walk)
     TestWaitSet waitSet;
     waitSet.attach(guard);
     Conditions attached;
-    isMemoryGone = true;
+    endMemory();
     EXPECT_EQ(DDS_WaitSet_get_conditions(waitSet, &attached), DDS_RETCODE_OUT_OF_RESOURCES);
-    isMemoryGone = false;
+    bringMemoryBack();
     EXPECT_LOG(log, 2, ZYL_LOG_ANY_FAILURE_s, "ensure length of attached conditions sequence");
     waitSet.detach(guard);  // Would block for ever if the walk went on.
 }

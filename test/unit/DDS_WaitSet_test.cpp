@@ -1,43 +1,13 @@
-// Replaces: ZYLOsapiHeap_reallocateMemoryInternal
 /// @file
 /// The plain wait set, as far as one thread sees it: making and deleting, property, attaching, masking, bad input.
+#include "MemoryFixture.hpp"
 #include "WaitSetFixture.hpp"
 
 namespace {
 
-bool isMemoryGone = false;
-
-}  // namespace
-
-extern "C" {
-int __real_ZYLOsapiHeap_reallocateMemoryInternal(void **blockInOut, size_t size, int alignment, int reallocate,
-                                                 int flag, const char *routine, ZYLOsapiAllocKind kind,
-                                                 const char *typeName);
-int __wrap_ZYLOsapiHeap_reallocateMemoryInternal(void **blockInOut, size_t size, int alignment, int reallocate,
-                                                 int flag, const char *routine, ZYLOsapiAllocKind kind,
-                                                 const char *typeName)
-{
-    if (isMemoryGone) return 0;
-    return __real_ZYLOsapiHeap_reallocateMemoryInternal(blockInOut, size, alignment, reallocate, flag, routine, kind,
-                                                        typeName);
-}
-}
-
-namespace {
-
-class WaitSet : public testing::Test {
+class WaitSet : public MemoryTest {
 protected:
-    WaitSet() : _blocks(ZYLOsapiHeap_getBlockCount()) {}
-    ~WaitSet() override
-    {
-        isMemoryGone = false;
-        EXPECT_EQ(ZYLOsapiHeap_getBlockCount(), _blocks);
-    }
-
     LogCapture log;
-
-private:
-    std::size_t _blocks;
 };
 
 // ---------------------------------------------------------------- making, deleting, property
@@ -166,7 +136,7 @@ TEST_F(WaitSet, a_malformed_time_out_is_refused)
 
 TEST_F(WaitSet, creation_without_memory_fails)
 {
-    isMemoryGone = true;
+    endMemory();
     EXPECT_EQ(DDS_WaitSet_new(), nullptr);
     EXPECT_LOG(log, 2, DDS_LOG_CREATE_FAILURE_s, "DDS_WaitSet");
 }
@@ -197,9 +167,9 @@ TEST_F(WaitSet, attaching_twice_changes_nothing)
     guard.set(true);
     waitSet.attach(guard);
     waitSet.mask(guard);
-    isMemoryGone = true;
+    endMemory();
     waitSet.attach(guard);
-    isMemoryGone = false;
+    bringMemoryBack();
     EXPECT_NOTHING_REPORTED(waitSet);  // It is still masked.
     EXPECT_EQ(DDS_WaitSet_start_conditions_iteratorI(waitSet, 0), 1);
     DDS_WaitSet_end_conditions_iteratorI(waitSet);
@@ -210,9 +180,9 @@ TEST_F(WaitSet, attaching_without_memory_changes_nothing)
 {
     Guard guard;
     TestWaitSet waitSet;
-    isMemoryGone = true;
+    endMemory();
     EXPECT_EQ(DDS_WaitSet_attach_condition(waitSet, guard), DDS_RETCODE_OUT_OF_RESOURCES);
-    isMemoryGone = false;
+    bringMemoryBack();
     EXPECT_LOG(log, 2, DDS_LOG_CREATE_FAILURE_s, "attachment of condition");
     EXPECT_EQ(DDS_WaitSet_start_conditions_iteratorI(waitSet, 0), 0);
     DDS_WaitSet_end_conditions_iteratorI(waitSet);

@@ -1,4 +1,3 @@
-// Replaces: ZYLOsapiHeap_reallocateMemoryInternal
 /// @file
 /// Buffer pools: growth, reuse, callbacks, and the end of memory.
 #include <gtest/gtest.h>
@@ -10,29 +9,9 @@
 #include <vector>
 
 #include "LogCapture.hpp"
+#include "MemoryFixture.hpp"
 #include "dds_c/dds_c_log.h"
 #include "halo_runtime/vesk/VESKFastBufferPool.pkg.h"
-#include "halo_runtime/zyl/ZYLOsapiHeap.pkg.h"
-
-namespace {
-int allocationsLeft = INT_MAX;
-int allocationCount = 0;
-}  // namespace
-
-extern "C" {
-int __real_ZYLOsapiHeap_reallocateMemoryInternal(void **, size_t, int, int, int, const char *, ZYLOsapiAllocKind,
-                                                 const char *);
-int __wrap_ZYLOsapiHeap_reallocateMemoryInternal(void **blockInOut, size_t size, int alignment, int reallocate,
-                                                 int flag, const char *routine, ZYLOsapiAllocKind kind,
-                                                 const char *typeName)
-{
-    if (allocationsLeft == 0) return 0;
-    --allocationsLeft;
-    ++allocationCount;
-    return __real_ZYLOsapiHeap_reallocateMemoryInternal(blockInOut, size, alignment, reallocate, flag, routine, kind,
-                                                        typeName);
-}
-}
 
 namespace {
 
@@ -85,15 +64,9 @@ struct Counter {
     }
 };
 
-class BufferPool : public testing::Test {
+class BufferPool : public MemoryTest {
 protected:
-    void SetUp() override { _blocksBefore = ZYLOsapiHeap_getBlockCount(); }
-    void TearDown() override
-    {
-        allocationsLeft = INT_MAX;
-        EXPECT_EQ(_blocksBefore, ZYLOsapiHeap_getBlockCount());
-    }
-    std::size_t _blocksBefore = 0;
+    int allocationCount() const { return doubles.count("ZYLOsapiHeap_reallocateMemoryInternal"); }
 };
 
 }  // namespace
@@ -117,15 +90,14 @@ TEST_F(BufferPool, grows_without_limit_and_hands_out_separate_buffers)
 
 TEST_F(BufferPool, takes_memory_in_doubling_steps_and_reuses_it)
 {
-    allocationCount = 0;
     VESKFastBufferPool *pool = newPool(growing);
-    EXPECT_EQ(2, allocationCount);  // the pool and its first chunk
+    EXPECT_EQ(2, allocationCount());  // the pool and its first chunk
     EXPECT_EQ(2, capacityOf(pool, 2));
-    EXPECT_EQ(2, allocationCount);
+    EXPECT_EQ(2, allocationCount());
     EXPECT_EQ(64, capacityOf(pool, 64));
-    EXPECT_EQ(2 + 5, allocationCount);  // 2, 4, 8, 16, 32, 64
+    EXPECT_EQ(2 + 5, allocationCount());  // 2, 4, 8, 16, 32, 64
     EXPECT_EQ(64, capacityOf(pool, 64));
-    EXPECT_EQ(2 + 5, allocationCount);
+    EXPECT_EQ(2 + 5, allocationCount());
     VESKFastBufferPool_delete(pool);
 }
 
@@ -195,19 +167,19 @@ TEST_F(BufferPool, refuses_bad_arguments)
 TEST_F(BufferPool, creation_fails_when_memory_ends_at_either_step)
 {
     for (const int allowed : {0, 1}) {
-        allocationsLeft = allowed;
+        endMemory(allowed);
         EXPECT_EQ(nullptr, newPool(growing));
-        EXPECT_EQ(_blocksBefore, ZYLOsapiHeap_getBlockCount());
+        EXPECT_EQ(blocksBefore, ZYLOsapiHeap_getBlockCount());
     }
 }
 
 TEST_F(BufferPool, a_pool_that_cannot_grow_keeps_working)
 {
     VESKFastBufferPool *pool = newPool(growing);
-    allocationsLeft = 0;
+    endMemory();
     EXPECT_EQ(2, capacityOf(pool, 100));
     EXPECT_EQ(2, capacityOf(pool, 100));
-    allocationsLeft = INT_MAX;
+    bringMemoryBack();
     EXPECT_EQ(100, capacityOf(pool, 100));
     VESKFastBufferPool_delete(pool);
 }
@@ -250,7 +222,7 @@ TEST_F(BufferPool, dynamic_buffers_come_and_go_one_by_one)
     EXPECT_EQ(3, counter.live);
     VESKFastBufferPool_returnBuffer(pool, buffers[1]);
     EXPECT_EQ(2, counter.live);
-    EXPECT_EQ(_blocksBefore + 3, ZYLOsapiHeap_getBlockCount());
+    EXPECT_EQ(blocksBefore + 3, ZYLOsapiHeap_getBlockCount());
     VESKFastBufferPool_returnBuffer(pool, buffers[2]);
     EXPECT_EQ(1, counter.live);
     VESKFastBufferPool_delete(pool);

@@ -1,6 +1,7 @@
-// Replaces: ZYLPlatform_createThread ZYLOsapiHeap_reallocateMemoryInternal
 /// @file
 /// The default thread factory: real threads, settings handed on, refused settings reported.
+
+// Replaces: ZYLPlatform_createThread
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
@@ -11,52 +12,9 @@
 #include <vector>
 
 #include "LogCapture.hpp"
+#include "MemoryFixture.hpp"
 #include "halo_runtime/dds/DDS_DomainParticipantFactory.pkg.h"
 #include "halo_runtime/platform/Platform.hpp"
-#include "halo_runtime/zyl/ZYLOsapiHeap.pkg.h"
-
-namespace {
-
-/// What the factory asked the platform for.
-struct Asked {
-    std::string name;
-    std::size_t stackSize = 0;
-    bool hasPriority = false;
-    int priority = 0;
-    std::vector<std::int32_t> cpus;
-} asked;
-/// What the platform pretends to be refused; with `isThreadRefused` no thread is made.
-unsigned refusedSettings = 0;
-bool isThreadRefused = false;
-bool isMemoryGone = false;
-
-}  // namespace
-
-extern "C" {
-platform::Thread *__real_ZYLPlatform_createThread(const platform::ThreadSettings &settings, platform::ThreadBody body,
-                                                  void *argument, unsigned *refusedOut);
-platform::Thread *__wrap_ZYLPlatform_createThread(const platform::ThreadSettings &settings, platform::ThreadBody body,
-                                                  void *argument, unsigned *refusedOut)
-{
-    asked = {settings.name != nullptr ? settings.name : "", settings.stackSize, settings.hasPriority, settings.priority,
-             std::vector<std::int32_t>(settings.cpus, settings.cpus + settings.cpuCount)};
-    if (isThreadRefused) return nullptr;
-    platform::Thread *const thread = __real_ZYLPlatform_createThread(settings, body, argument, refusedOut);
-    if (refusedSettings != 0) *refusedOut = refusedSettings;
-    return thread;
-}
-int __real_ZYLOsapiHeap_reallocateMemoryInternal(void **blockInOut, size_t size, int alignment, int reallocate,
-                                                 int flag, const char *routine, ZYLOsapiAllocKind kind,
-                                                 const char *typeName);
-int __wrap_ZYLOsapiHeap_reallocateMemoryInternal(void **blockInOut, size_t size, int alignment, int reallocate,
-                                                 int flag, const char *routine, ZYLOsapiAllocKind kind,
-                                                 const char *typeName)
-{
-    if (isMemoryGone) return 0;
-    return __real_ZYLOsapiHeap_reallocateMemoryInternal(blockInOut, size, alignment, reallocate, flag, routine, kind,
-                                                        typeName);
-}
-}
 
 namespace {
 
@@ -90,18 +48,17 @@ struct Seen {
     }
 };
 
-class ThreadFactory : public testing::Test {
+class ThreadFactory : public MemoryTest {
 protected:
     ThreadFactory()
-        : factory(DDS_DomainParticipantFactory_get_default_thread_factory(DDS_DomainParticipantFactory_get_instance())),
-          _blocks(ZYLOsapiHeap_getBlockCount())
     {
-        asked = {};
-        refusedSettings = 0;
-        isThreadRefused = false;
-        isMemoryGone = false;
+        doubles.on("ZYLPlatform_createThread")
+            .before([this](const platform::ThreadSettings &settings, platform::ThreadBody, void *, unsigned *) {
+                asked = {settings.name != nullptr ? settings.name : "", settings.stackSize, settings.hasPriority,
+                         settings.priority,
+                         std::vector<std::int32_t>(settings.cpus, settings.cpus + settings.cpuCount)};
+            });
     }
-    ~ThreadFactory() override { EXPECT_EQ(ZYLOsapiHeap_getBlockCount(), _blocks); }
 
     /// Run a thread with these settings to its end.
     void runWith(const DDS_ThreadSettings_t *settings, const char *name = "worker")
@@ -112,12 +69,18 @@ protected:
         EXPECT_EQ(seen.runs, 1) << "deleting joins";
     }
 
+    /// What the platform was asked for.
+    struct {
+        std::string name;
+        std::size_t stackSize = 0;
+        bool hasPriority = false;
+        int priority = 0;
+        std::vector<std::int32_t> cpus;
+    } asked;
     LogCapture log;
-    DDS_ThreadFactory factory;
+    const DDS_ThreadFactory factory =
+        DDS_DomainParticipantFactory_get_default_thread_factory(DDS_DomainParticipantFactory_get_instance());
     Seen seen;
-
-private:
-    std::size_t _blocks;
 };
 
 TEST_F(ThreadFactory, the_participant_factory_is_one_object_and_has_a_default_thread_factory)
@@ -202,9 +165,9 @@ TEST_F(ThreadFactory, a_cpu_list_of_pointers_is_gathered)
     EXPECT_NO_LOG(log);
 
     seen.runs = 0;
-    isMemoryGone = true;
+    endMemory();
     runWith(&settings, "without");
-    isMemoryGone = false;
+    bringMemoryBack();
     EXPECT_TRUE(asked.cpus.empty());
     EXPECT_LOG(log, 2, ZYL_OSAPI_THREAD_LOG_SETTING_REFUSED_ss, "without", "cpu list");
     EXPECT_LOG_COUNT(log, 1);
@@ -221,8 +184,11 @@ TEST_F(ThreadFactory, a_priority_is_handed_on)
 
 TEST_F(ThreadFactory, each_refused_setting_is_reported_and_the_thread_runs)
 {
-    refusedSettings =
-        platform::refusedName | platform::refusedStackSize | platform::refusedPriority | platform::refusedCpus;
+    doubles.on("ZYLPlatform_createThread")
+        .after([](const platform::ThreadSettings &, platform::ThreadBody, void *, unsigned *refusedOut) {
+            *refusedOut =
+                platform::refusedName | platform::refusedStackSize | platform::refusedPriority | platform::refusedCpus;
+        });
     runWith(&defaultSettings);
     EXPECT_LOG(log, 2, ZYL_OSAPI_THREAD_LOG_SETTING_REFUSED_ss, "worker", "name");
     EXPECT_LOG(log, 2, ZYL_OSAPI_THREAD_LOG_SETTING_REFUSED_ss, "worker", "stack size");
@@ -248,7 +214,7 @@ TEST_F(ThreadFactory, settings_that_no_system_has_are_reported_and_the_thread_ru
 
 TEST_F(ThreadFactory, a_thread_that_cannot_be_made_gives_no_handle)
 {
-    isThreadRefused = true;
+    doubles.on("ZYLPlatform_createThread").fail();
     EXPECT_EQ(factory.create_thread(factory.factory_data, "worker", &defaultSettings, Seen::body, &seen), nullptr);
     EXPECT_LOG(log, 2, DDS_LOG_CREATE_FAILURE_s, "thread");
     EXPECT_LOG_COUNT(log, 1);

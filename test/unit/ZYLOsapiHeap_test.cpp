@@ -1,32 +1,16 @@
-// Replaces: malloc realloc
 /// @file
 /// The tagged heap: families, sizes, what is no block.
+
+// Replaces: malloc realloc
 #include <gtest/gtest.h>
 
 #include <cstring>
 
 #include "LogCapture.hpp"
 #include "dds_c/dds_c_log.h"
+#include "doubles/Doubles.hpp"
 #include "halo_runtime/dds/DDS_String.pkg.h"
 #include "halo_runtime/zyl/ZYLOsapiHeap.pkg.h"
-
-namespace {
-bool isMemoryEnded = false;
-}
-
-// The compiler may make a malloc of a realloc that has no old block.
-extern "C" {
-void *__real_malloc(std::size_t size);
-void *__wrap_malloc(std::size_t size)
-{
-    return isMemoryEnded ? nullptr : __real_malloc(size);
-}
-void *__real_realloc(void *block, std::size_t size);
-void *__wrap_realloc(void *block, std::size_t size)
-{
-    return isMemoryEnded ? nullptr : __real_realloc(block, size);
-}
-}
 
 namespace {
 
@@ -63,6 +47,14 @@ protected:
         EXPECT_EQ(1, ZYLLog_g_preconditionDetected);
     }
 
+    /// The system has no memory until the doubles are healed. The compiler may make a malloc of a realloc that has no
+    /// old block.
+    void endMemory()
+    {
+        for (const char *service : {"malloc", "realloc"}) doubles.on(service).failFrom(1);
+    }
+
+    Doubles doubles;
     std::size_t _blocksBefore = 0;
 };
 
@@ -104,9 +96,9 @@ TEST_F(Heap, an_allocation_that_cannot_be_leaves_the_pointer_alone)
     EXPECT_EQ(0, allocate(&block, 8, 3));
     EXPECT_EQ(0, allocate(&block, 8, 32));
     EXPECT_EQ(0, allocate(&block, 8, 0));
-    isMemoryEnded = true;
+    endMemory();
     EXPECT_EQ(0, allocate(&block, 8));
-    isMemoryEnded = false;
+    doubles.heal();
     EXPECT_EQ(&mark, block);
     EXPECT_EQ(nullptr, ZYLOsapiHeap_allocateArray<std::uint64_t>(SIZE_MAX / 4, "uint64_t"));
     EXPECT_NO_LOG(log);
@@ -154,9 +146,9 @@ TEST_F(Heap, a_resize_that_fails_keeps_the_block)
     ASSERT_NE(0, resizeString(&block, 6));
     std::memcpy(block, "hello", 6);
     void *const before = block;
-    isMemoryEnded = true;
+    endMemory();
     EXPECT_EQ(0, resizeString(&block, 100));
-    isMemoryEnded = false;
+    doubles.heal();
     EXPECT_EQ(0, resizeString(&block, PTRDIFF_MAX));
     EXPECT_EQ(0, resizeString(&block, 0));
     EXPECT_EQ(before, block);

@@ -1,32 +1,11 @@
-// Replaces: ZYLOsapiHeap_reallocateMemoryInternal
 /// @file
-/// Bounded strings and integer-pointer conversions.
+/// Strings in a place of limited size, and integers in pointers.
 #include <gtest/gtest.h>
 
 #include <climits>
 #include <cstring>
 
-#include "LogCapture.hpp"
-#include "halo_runtime/dds/DDS_String.pkg.h"
-#include "halo_runtime/zyl/ZYLOsapiHeap.pkg.h"
 #include "halo_runtime/zyl/ZYLOsapiUtility.pkg.h"
-
-namespace {
-bool isMemoryEnded = false;
-}
-
-extern "C" {
-int __real_ZYLOsapiHeap_reallocateMemoryInternal(void **, size_t, int, int, int, const char *, ZYLOsapiAllocKind,
-                                                 const char *);
-int __wrap_ZYLOsapiHeap_reallocateMemoryInternal(void **blockInOut, size_t size, int alignment, int reallocate,
-                                                 int flag, const char *routine, ZYLOsapiAllocKind kind,
-                                                 const char *typeName)
-{
-    if (isMemoryEnded) return 0;
-    return __real_ZYLOsapiHeap_reallocateMemoryInternal(blockInOut, size, alignment, reallocate, flag, routine, kind,
-                                                        typeName);
-}
-}
 
 TEST(StringCopy, takes_at_most_the_given_number_of_characters_and_terminates)
 {
@@ -95,27 +74,4 @@ TEST(IntegerInPointer, comes_out_as_it_went_in)
     for (const int value : {0, 1, -1, 42, INT_MAX, INT_MIN})
         EXPECT_EQ(value, ZYLOsapiUtility_pointerToInt(ZYLOsapiUtility_intToPointer(value)));
     EXPECT_EQ(nullptr, ZYLOsapiUtility_intToPointer(0));
-}
-
-TEST(StringOnTheHeap, is_a_copy_of_its_own)
-{
-    const std::size_t blocksBefore = ZYLOsapiHeap_getBlockCount();
-    char source[] = "prefix";
-    char *copy = DDS_String_dup(source);
-    ASSERT_NE(nullptr, copy);
-    source[0] = 'x';
-    EXPECT_STREQ("prefix", copy);
-    EXPECT_EQ(blocksBefore + 1, ZYLOsapiHeap_getBlockCount());
-    DDS_String_free(copy);
-    EXPECT_EQ(blocksBefore, ZYLOsapiHeap_getBlockCount());
-    EXPECT_EQ(nullptr, DDS_String_dup(nullptr));
-}
-
-TEST(StringOnTheHeap, is_null_when_memory_ended)
-{
-    const LogCapture log;
-    isMemoryEnded = true;
-    EXPECT_EQ(nullptr, DDS_String_dup("prefix"));
-    isMemoryEnded = false;
-    EXPECT_NO_LOG(log);
 }

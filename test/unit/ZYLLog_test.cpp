@@ -1,6 +1,8 @@
-// Replaces: ZYLLog_onAssertBreakpoint malloc realloc
 /// @file
 /// The log: gate, catalog, sinks, preconditions.
+
+// Replaces: ZYLLog_onAssertBreakpoint malloc realloc
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -13,18 +15,12 @@
 #include <vector>
 
 #include "LogCapture.hpp"
+#include "doubles/Doubles.hpp"
 #include "halo_runtime/zyl/ZYLLogWords.pkg.hpp"
 
-namespace {
-
-std::atomic<int> allocations{0};
-std::atomic<int> breakpoints{0};
-
-}  // namespace
-
+// What `new` takes is malloc's, whose double sees it.
 [[gnu::noinline]] void *operator new(std::size_t size)
 {
-    ++allocations;
     void *block = std::malloc(size);
     if (block == nullptr) throw std::bad_alloc();
     return block;
@@ -36,27 +32,6 @@ std::atomic<int> breakpoints{0};
 [[gnu::noinline]] void operator delete(void *block, std::size_t) noexcept
 {
     std::free(block);
-}
-
-extern "C" {
-void *__real_malloc(std::size_t size);
-void *__wrap_malloc(std::size_t size)
-{
-    ++allocations;
-    return __real_malloc(size);
-}
-void *__real_realloc(void *block, std::size_t size);
-void *__wrap_realloc(void *block, std::size_t size)
-{
-    ++allocations;
-    return __real_realloc(block, size);
-}
-void __real_ZYLLog_onAssertBreakpoint(void);
-void __wrap_ZYLLog_onAssertBreakpoint(void)
-{
-    ++breakpoints;
-    __real_ZYLLog_onAssertBreakpoint();
-}
 }
 
 namespace {
@@ -163,12 +138,12 @@ TEST(LogGate, a_shut_gate_evaluates_nothing_and_allocates_nothing)
 {
     LogCapture log(0);
     int evaluations = 0;
-    const int before = allocations;
+    const Doubles doubles;
     for (int i = 0; i < 100; ++i) {
         ZYL_PRINT(ZYL_LOG_LEVEL_WARNING, submodule, ZYL_LOG_MALLOC_FAILURE_d, ++evaluations);
         ZYL_PRINT_TEXT(ZYL_LOG_LEVEL_TRACE, submodule, "%d\n", ++evaluations);
     }
-    EXPECT_EQ(before, allocations);
+    EXPECT_THAT(doubles.calls(), testing::IsEmpty());
     EXPECT_EQ(0, evaluations);
     EXPECT_NO_LOG(log);
 }
@@ -280,9 +255,9 @@ TEST(LogStandardError, printing_allocates_nothing)
 {
     StandardErrorTap tap;
     printBadParameter("warm-up");
-    const int before = allocations;
+    const Doubles doubles;
     printBadParameter("self");
-    EXPECT_EQ(before, allocations);
+    EXPECT_THAT(doubles.calls(), testing::IsEmpty());
     EXPECT_EQ(2u, tap.writes().size());
 }
 
@@ -363,9 +338,9 @@ TEST(LogPrecondition, a_failure_prints_sets_the_flag_calls_the_hook_and_yields_i
 {
     LogCapture log;
     ZYLLog_g_detectPrecondition = 1;
-    const int hooksBefore = breakpoints;
+    const Doubles doubles;
     EXPECT_EQ(7, checkSelf(nullptr));
-    EXPECT_EQ(hooksBefore + 1, breakpoints);
+    EXPECT_EQ(1, doubles.count("ZYLLog_onAssertBreakpoint"));
     EXPECT_EQ(1, ZYLLog_g_preconditionDetected);
     EXPECT_LOG_COUNT(log, 1u);
     EXPECT_LOG(log, ZYL_LOG_LEVEL_PRECONDITION, ZYL_LOG_PRECONDITION_FAILURE_s, "\"self == ((void *)0)\"");
@@ -376,21 +351,21 @@ TEST(LogPrecondition, a_failure_prints_sets_the_flag_calls_the_hook_and_yields_i
 TEST(LogPrecondition, the_flag_is_set_only_when_the_application_asks_for_it)
 {
     LogCapture log;
-    const int hooksBefore = breakpoints;
+    const Doubles doubles;
     checkSelf(nullptr);
     EXPECT_EQ(0, ZYLLog_g_preconditionDetected);
-    EXPECT_EQ(hooksBefore + 1, breakpoints);
+    EXPECT_EQ(1, doubles.count("ZYLLog_onAssertBreakpoint"));
 }
 
 TEST(LogPrecondition, flag_and_hook_do_not_depend_on_the_gate)
 {
     LogCapture log(0);
     ZYLLog_g_detectPrecondition = 1;
-    const int hooksBefore = breakpoints;
+    const Doubles doubles;
     EXPECT_EQ(7, checkSelf(nullptr));
     EXPECT_NO_LOG(log);
     EXPECT_EQ(1, ZYLLog_g_preconditionDetected);
-    EXPECT_EQ(hooksBefore + 1, breakpoints);
+    EXPECT_EQ(1, doubles.count("ZYLLog_onAssertBreakpoint"));
     ZYLLog_g_detectPrecondition = 0;
     ZYLLog_g_preconditionDetected = 0;
 }

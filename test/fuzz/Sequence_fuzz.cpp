@@ -9,6 +9,7 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
+    static const SequenceHeapFault heap;
     const std::string difference = runSequenceOperations(data, size, true, nullptr);
     if (!difference.empty()) {
         std::fprintf(stderr, "%s", difference.c_str());

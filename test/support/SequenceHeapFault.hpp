@@ -1,24 +1,24 @@
 /// @file
-/// The heap of a program that can be told to be out of memory. To be included by one source file of a program that is
-/// linked with `--wrap=ZYLOsapiHeap_reallocateMemoryInternal`.
+/// The heap of a program that runs the sequence interpreter: while it lives, the interpreter decides when there is no
+/// memory.
 #ifndef SEQUENCE_HEAP_FAULT_HPP
 #define SEQUENCE_HEAP_FAULT_HPP
 
+// Replaces: ZYLOsapiHeap_reallocateMemoryInternal
 #include "SequenceInterpreter.hpp"
-#include "halo_runtime/zyl/ZYLOsapiHeap.pkg.h"
+#include "doubles/Doubles.hpp"
 
-extern "C" {
-int __real_ZYLOsapiHeap_reallocateMemoryInternal(void **, size_t, int, int, int, const char *, ZYLOsapiAllocKind,
-                                                 const char *);
+class SequenceHeapFault {
+public:
+    SequenceHeapFault()
+    {
+        const char *const allocation = "ZYLOsapiHeap_reallocateMemoryInternal";
+        _doubles.on(allocation).unnoted();
+        _doubles.on(allocation).when([] { return sequenceHeapIsOutOfMemory; }).failFrom(1);
+    }
 
-int __wrap_ZYLOsapiHeap_reallocateMemoryInternal(void **blockInOut, size_t size, int alignment, int reallocate,
-                                                 int flag, const char *routine, ZYLOsapiAllocKind kind,
-                                                 const char *typeName)
-{
-    if (sequenceHeapIsOutOfMemory) return 0;
-    return __real_ZYLOsapiHeap_reallocateMemoryInternal(blockInOut, size, alignment, reallocate, flag, routine, kind,
-                                                        typeName);
-}
-}
+private:
+    Doubles _doubles;
+};
 
 #endif

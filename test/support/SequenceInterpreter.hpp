@@ -20,12 +20,12 @@ struct SequenceOperationCounts {
     std::map<std::string, Count> counts;
 };
 
-/// While true, the heap of a program that includes SequenceHeapFault.hpp is out of memory.
+/// While true, and while a SequenceHeapFault lives, the heap is out of memory.
 extern bool sequenceHeapIsOutOfMemory;
 
 /// Carry out the operations in `data`. The first byte picks the element type.
 ///
-/// @param canRunOutOfMemory  whether the program includes SequenceHeapFault.hpp.
+/// @param canRunOutOfMemory  whether a SequenceHeapFault lives.
 /// @param countsInOut        counts are added to it; may be null.
 /// @return an empty string, or what differed and the operations that led there.
 std::string runSequenceOperations(const std::uint8_t *data, std::size_t size, bool canRunOutOfMemory,

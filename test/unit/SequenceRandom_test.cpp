@@ -2,7 +2,6 @@
 /// Ten thousand random sequences of operations, on real sequences and on a model of them.
 ///
 /// The seed is printed; ASYNCWAITSET_SEED=<number> in the environment repeats a run exactly.
-// Replaces: ZYLOsapiHeap_reallocateMemoryInternal
 #include <gtest/gtest.h>
 
 #include <cerrno>
@@ -51,6 +50,7 @@ TEST(SequenceRandom, random_operations_agree_with_the_model)
                 static_cast<unsigned long long>(seed));
     ::testing::Test::RecordProperty("seed", std::to_string(seed));
 
+    const SequenceHeapFault heap;
     std::mt19937_64 random(seed);
     SequenceOperationCounts counts;
     for (int run = 0; run < runCount; ++run) {
@@ -75,6 +75,7 @@ TEST(SequenceRandom, random_operations_agree_with_the_model)
 
 TEST(SequenceRandom, the_same_bytes_do_the_same)
 {
+    const SequenceHeapFault heap;
     std::mt19937_64 random(4711);
     for (int run = 0; run < 30; ++run) {
         const std::vector<std::uint8_t> bytes = randomBytes(random);
@@ -92,6 +93,7 @@ TEST(SequenceRandom, the_same_bytes_do_the_same)
 
 TEST(SequenceRandom, an_empty_input_is_a_run_without_operations)
 {
+    const SequenceHeapFault heap;
     SequenceOperationCounts counts;
     EXPECT_EQ(runSequenceOperations(nullptr, 0, true, &counts), "");
     EXPECT_TRUE(counts.counts.empty());

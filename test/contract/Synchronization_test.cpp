@@ -1,4 +1,3 @@
-// Replaces: ZYLPlatform_unpark ZYLPlatform_park
 /// @file
 /// What several threads may rely on: semaphore, barrier, notice, exclusive area.
 #include <gtest/gtest.h>
@@ -10,42 +9,12 @@
 #include <vector>
 
 #include "PlatformRun.hpp"
+#include "SleepWatch.hpp"
 #include "halo_runtime/platform/Platform.hpp"
 #include "halo_runtime/vesk/VESKExclusiveArea.hpp"
 #include "halo_runtime/zyl/ZYLOsapiBarrier.pkg.h"
 #include "halo_runtime/zyl/ZYLOsapiNotice.pkg.h"
 #include "halo_runtime/zyl/ZYLOsapiSemaphore.pkg.h"
-
-namespace {
-
-std::atomic<int> wakeCount{0};
-std::atomic<int> asleepCount{0};
-/// While set, a thread that has gone to sleep in a replaced park stays there, whoever wakes it.
-std::atomic<bool> isSleepKept{false};
-
-}  // namespace
-
-extern "C" {
-void __real_ZYLPlatform_unpark(platform::Parker *parker);
-void __real_ZYLPlatform_park(std::int64_t deadline_ns, const char *reason);
-
-void __wrap_ZYLPlatform_unpark(platform::Parker *parker)
-{
-    ++wakeCount;
-    __real_ZYLPlatform_unpark(parker);
-}
-void __wrap_ZYLPlatform_park(std::int64_t deadline_ns, const char *reason)
-{
-    ++asleepCount;
-    do {
-        if (isSleepKept)
-            ZYLPlatform_yield();
-        else
-            __real_ZYLPlatform_park(deadline_ns, reason);
-    } while (isSleepKept);
-    --asleepCount;
-}
-}
 
 namespace {
 
@@ -409,8 +378,8 @@ TEST(ExclusiveAreaOfThreads, a_leave_wakes_one_waiter_and_none_while_that_one_ha
 {
     onPlatform([] {
         VESKExclusiveArea *area = newArea();
-        asleepCount = 0;
-        isSleepKept = true;
+        SleepWatch sleep;
+        sleep.keepAsleep();
         enter(area);
         std::atomic<int> entryCount{0};
         Threads threads;
@@ -421,22 +390,21 @@ TEST(ExclusiveAreaOfThreads, a_leave_wakes_one_waiter_and_none_while_that_one_ha
                 leave(area);
             });
         }
-        waitUntil([] { return asleepCount == 3; });
+        waitUntil([&] { return sleep.keptCount() == 3; });
 
-        wakeCount = 0;
         leave(area);
-        EXPECT_EQ(1, wakeCount);
+        EXPECT_EQ(1, sleep.wakeCount());
         for (int i = 0; i < 5; ++i) {  // Comers do not wait for the woken one, and wake nobody else.
             enter(area);
             leave(area);
         }
-        EXPECT_EQ(1, wakeCount);
+        EXPECT_EQ(1, sleep.wakeCount());
         EXPECT_EQ(0, entryCount);
 
-        isSleepKept = false;
+        sleep.letWake();
         threads.join();
         EXPECT_EQ(3, entryCount);
-        EXPECT_EQ(3, wakeCount);
+        EXPECT_EQ(3, sleep.wakeCount());
         destroy(area);
     });
 }
@@ -445,12 +413,12 @@ TEST(ExclusiveAreaOfThreads, a_leave_without_waiters_wakes_nobody)
 {
     onPlatform([] {
         VESKExclusiveArea *area = newArea();
-        wakeCount = 0;
+        const SleepWatch sleep;
         for (int i = 0; i < 5; ++i) {
             enter(area);
             leave(area);
         }
-        EXPECT_EQ(0, wakeCount);
+        EXPECT_EQ(0, sleep.wakeCount());
         destroy(area);
     });
 }

@@ -1,26 +1,11 @@
-// Replaces: ZYLPlatform_unpark
 /// @file
 /// Waits that block: what ends them, what does not, and what it costs.
 #include <atomic>
 #include <memory>
 
 #include "PlatformRun.hpp"
+#include "SleepWatch.hpp"
 #include "WaitSetFixture.hpp"
-
-namespace {
-
-std::atomic<int> wakeCount{0};
-
-}  // namespace
-
-extern "C" {
-void __real_ZYLPlatform_unpark(platform::Parker *parker);
-void __wrap_ZYLPlatform_unpark(platform::Parker *parker)
-{
-    ++wakeCount;
-    __real_ZYLPlatform_unpark(parker);
-}
-}
 
 namespace {
 
@@ -89,15 +74,16 @@ TEST(WaitSetWait, attaching_a_triggered_condition_ends_a_blocked_wait)
 TEST(WaitSetWait, unmasking_a_triggered_condition_ends_a_blocked_wait)
 {
     onPlatform([] {
+        SleepWatch sleep;
         Guard guard;
         TestWaitSet waitSet({5, forever});
         waitSet.attach(guard);
         waitSet.mask(guard);
         WaitingThread waiting(waitSet);
         waitSet.awaitSleeper();
-        wakeCount = 0;
+        sleep.clear();
         guard.set(true);
-        EXPECT_EQ(wakeCount, 0);
+        EXPECT_EQ(sleep.wakeCount(), 0);
         waitSet.unmask(guard);  // One condition of five events would not do, were it not due.
         EXPECT_EQ(waiting.join(), DDS_RETCODE_OK);
         EXPECT_THAT(waiting.reported(), areConditions(guard));
@@ -125,6 +111,8 @@ TEST(WaitSetWait, an_untriggered_doorbell_lets_the_time_pass)
 TEST(WaitSetWait, fewer_events_than_wanted_do_not_even_wake_the_sleeper)
 {
     onPlatform([] {
+        SleepWatch sleep;
+        sleep.keepAsleep();
         Counter counter;
         Guard guard;
         TestWaitSet waitSet({5, forever});
@@ -132,15 +120,16 @@ TEST(WaitSetWait, fewer_events_than_wanted_do_not_even_wake_the_sleeper)
         waitSet.attach(guard);
         WaitingThread waiting(waitSet);
         waitSet.awaitSleeper();
-        wakeCount = 0;
+        sleep.clear();
         counter.increment();
         counter.increment();
         guard.set(true);
         counter.increment();
-        EXPECT_EQ(wakeCount, 0);
+        EXPECT_EQ(sleep.wakeCount(), 0);
         EXPECT_EQ(waitSet.freshEvents(), 4);
         counter.increment();
-        EXPECT_LE(wakeCount, 1);
+        EXPECT_EQ(sleep.wakeCount(), 1);
+        sleep.letWake();
         EXPECT_EQ(waiting.join(), DDS_RETCODE_OK);
         EXPECT_THAT(waiting.reported(), areConditions(counter, guard));
     });
@@ -149,17 +138,18 @@ TEST(WaitSetWait, fewer_events_than_wanted_do_not_even_wake_the_sleeper)
 TEST(WaitSetWait, one_increment_ends_a_batching_wait_only_under_the_immediate_property)
 {
     onPlatform([] {
+        SleepWatch sleep;
         Counter doorbell;
         TestWaitSet waitSet({5, forever});
         waitSet.attach(doorbell);
         WaitingThread waiting(waitSet);
         waitSet.awaitSleeper();
-        wakeCount = 0;
+        sleep.clear();
         doorbell.increment();
-        EXPECT_EQ(wakeCount, 0);
+        EXPECT_EQ(sleep.wakeCount(), 0);
         doorbell.decrement();
         waitSet.setProperty(1, forever);
-        EXPECT_EQ(wakeCount, 0);
+        EXPECT_EQ(sleep.wakeCount(), 0);
         EXPECT_EQ(waitSet.freshEvents(), 0);
         waitSet.awaitSleeper();
         doorbell.increment();
@@ -171,15 +161,16 @@ TEST(WaitSetWait, one_increment_ends_a_batching_wait_only_under_the_immediate_pr
 TEST(WaitSetWait, a_new_property_is_applied_to_the_events_of_a_blocked_wait)
 {
     onPlatform([] {
+        SleepWatch sleep;
         Guard guards[3];
         TestWaitSet waitSet({5, forever});
         for (Guard &guard : guards) waitSet.attach(guard);
         WaitingThread waiting(waitSet);
         waitSet.awaitSleeper();
         for (Guard &guard : guards) guard.set(true);
-        wakeCount = 0;
+        sleep.clear();
         waitSet.setProperty(4, forever);
-        EXPECT_EQ(wakeCount, 0);
+        EXPECT_EQ(sleep.wakeCount(), 0);
         waitSet.setProperty(3, forever);
         EXPECT_EQ(waiting.join(), DDS_RETCODE_OK);
         EXPECT_EQ(waiting.reported().size(), 3U);
@@ -204,6 +195,7 @@ TEST(WaitSetWait, a_new_delay_is_applied_to_the_events_of_a_blocked_wait)
 TEST(WaitSetWait, withdrawn_events_do_not_end_a_wait)
 {
     onPlatform([] {
+        SleepWatch sleep;
         Guard masked;
         Guard detached;
         Guard fallen;
@@ -215,7 +207,7 @@ TEST(WaitSetWait, withdrawn_events_do_not_end_a_wait)
         waitSet.attach(last);
         WaitingThread waiting(waitSet);
         waitSet.awaitSleeper();
-        wakeCount = 0;
+        sleep.clear();
         masked.set(true);
         waitSet.mask(masked);
         detached.set(true);
@@ -223,7 +215,7 @@ TEST(WaitSetWait, withdrawn_events_do_not_end_a_wait)
         fallen.set(true);
         fallen.set(false);
         last.set(true);
-        EXPECT_EQ(wakeCount, 0);
+        EXPECT_EQ(sleep.wakeCount(), 0);
         EXPECT_EQ(waitSet.freshEvents(), 1);
         fallen.set(true);
         EXPECT_EQ(waiting.join(), DDS_RETCODE_OK);
@@ -332,6 +324,7 @@ TEST(WaitSetWait, one_thread_waits_at_a_time_and_keeps_its_wait_set_alive)
 TEST(WaitSetWait, a_blocked_wait_goes_on_without_a_detached_condition)
 {
     onPlatform([] {
+        SleepWatch sleep;
         Guard detached;
         Guard guard;
         TestWaitSet waitSet;
@@ -339,10 +332,10 @@ TEST(WaitSetWait, a_blocked_wait_goes_on_without_a_detached_condition)
         waitSet.attach(guard);
         WaitingThread waiting(waitSet);
         waitSet.awaitSleeper();
-        wakeCount = 0;
+        sleep.clear();
         waitSet.detach(detached);
         detached.set(true);
-        EXPECT_EQ(wakeCount, 0);
+        EXPECT_EQ(sleep.wakeCount(), 0);
         guard.set(true);
         EXPECT_EQ(waiting.join(), DDS_RETCODE_OK);
         EXPECT_THAT(waiting.reported(), areConditions(guard));
@@ -419,15 +412,16 @@ TEST(WaitSetWait, a_dispatcher_gets_everything_that_was_published)
 TEST(WaitSetWait, nobody_is_woken_when_nobody_sleeps)
 {
     onPlatform([] {
+        SleepWatch sleep;
         Guard guard;
         TestWaitSet waitSet;
         waitSet.attach(guard);
-        wakeCount = 0;
+        sleep.clear();
         guard.set(true);
         waitSet.mask(guard);
         waitSet.unmask(guard);
         waitSet.setProperty(1, noTime);
-        EXPECT_EQ(wakeCount, 0);
+        EXPECT_EQ(sleep.wakeCount(), 0);
     });
 }
 

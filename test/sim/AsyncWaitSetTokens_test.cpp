@@ -1,45 +1,46 @@
-// Replaces: DDS_WaitSet_attach_condition DDS_SemaphoreAsyncWaitSetCompletionToken_delete
 /// @file
 /// Completion tokens under every schedule: outcomes, time-outs, reuse and deletion beside a waiter.
+
+// Replaces: DDS_WaitSet_attach_condition DDS_SemaphoreAsyncWaitSetCompletionToken_delete
 #include "AwsScenario.hpp"
+#include "doubles/Doubles.hpp"
 
 namespace {
 
-class Tokens : public testing::TestWithParam<DDS_UnsignedLong> {};
-INSTANTIATE_TEST_SUITE_P(PoolOf, Tokens, testing::Values(1U, 2U, 3U));
+class Tokens : public testing::TestWithParam<DDS_UnsignedLong> {
+protected:
+    Tokens()
+    {
+        doubles.on("DDS_SemaphoreAsyncWaitSetCompletionToken_delete")
+            .before([](DDS_AsyncWaitSetCompletionToken *token) {
+                constexpr int waiters = ~1;
+                EXPECT_EQ(token->_waiterMark & waiters, 0) << "destroyed under its waiter";
+            });
+    }
+    ~Tokens() override
+    {
+        EXPECT_GT(doubles.count("DDS_SemaphoreAsyncWaitSetCompletionToken_delete"), 0) << "no token was destroyed";
+    }
+    Tokens(const Tokens &) = delete;
+    Tokens &operator=(const Tokens &) = delete;
 
-bool failsToAttach = false;
+    Doubles doubles;
+};
+INSTANTIATE_TEST_SUITE_P(PoolOf, Tokens, testing::Values(1U, 2U, 3U));
 
 }  // namespace
 
-extern "C" DDS_ReturnCode_t __real_DDS_WaitSet_attach_condition(DDS_WaitSet *self, DDS_Condition *condition);
-extern "C" DDS_ReturnCode_t __wrap_DDS_WaitSet_attach_condition(DDS_WaitSet *self, DDS_Condition *condition);
-extern "C" DDS_ReturnCode_t __wrap_DDS_WaitSet_attach_condition(DDS_WaitSet *self, DDS_Condition *condition)
-{
-    if (failsToAttach) return DDS_RETCODE_OUT_OF_RESOURCES;
-    return __real_DDS_WaitSet_attach_condition(self, condition);
-}
-
-extern "C" void __real_DDS_SemaphoreAsyncWaitSetCompletionToken_delete(DDS_AsyncWaitSetCompletionToken *token);
-extern "C" void __wrap_DDS_SemaphoreAsyncWaitSetCompletionToken_delete(DDS_AsyncWaitSetCompletionToken *token);
-extern "C" void __wrap_DDS_SemaphoreAsyncWaitSetCompletionToken_delete(DDS_AsyncWaitSetCompletionToken *token)
-{
-    constexpr int waiters = ~1;
-    EXPECT_EQ(token->_waiterMark & waiters, 0) << "destroyed under its waiter";
-    __real_DDS_SemaphoreAsyncWaitSetCompletionToken_delete(token);
-}
-
 TEST_P(Tokens, the_failure_of_the_last_execution_is_never_hidden_by_an_earlier_one)
 {
-    forEachSeed(scenarioSeeds, [] {
+    forEachSeed(scenarioSeeds, [this] {
         const Quiet quiet;
         HandledGuard guard;
         const ScenarioWaitSet aws(GetParam());
         // Threads that begin claim without leading, so their executions overlap.
         EXPECT_EQ(DDS_AsyncWaitSet_start_with_completion_token(aws, ignoreToken()), DDS_RETCODE_OK);
-        failsToAttach = true;
+        DoubledService attaching = doubles.on("DDS_WaitSet_attach_condition").failFrom(1);
         EXPECT_EQ(DDS_AsyncWaitSet_attach_condition(aws, guard.condition()), DDS_RETCODE_OUT_OF_RESOURCES);
-        failsToAttach = false;
+        attaching.heal();
         EXPECT_EQ(DDS_AsyncWaitSet_stop(aws), DDS_RETCODE_OK);
     });
 }

@@ -2,52 +2,22 @@
 /// Creation under faults: the Nth call of a service fails, N runs upward until creation succeeds. Every failure gives
 /// null and a message, and nothing stays behind.
 
-// Replaces: ZYLOsapiHeap_reallocateMemoryInternal ZYLOsapiHeap_freeMemoryInternal ZYLOsapiUtility_strncpy
-// Replaces: ZYLOsapiUtility_strncat VESKFastBufferPool_newWithParams VESKFastBufferPool_delete
-// Replaces: VESKWorkerFactory_createExclusiveAreaEx VESKWorkerFactory_destroyExclusiveArea DDS_WaitSet_newI
-// Replaces: DDS_WaitSet_attach_condition DDS_WaitSet_delete DDS_CountingCondition_newI DDS_CountingCondition_delete
-// Replaces: ZYLOsapiBarrier_new ZYLOsapiBarrier_delete DDS_AsyncWaitSetThread_initialize
 // Replaces: DDS_AsyncWaitSetGlobals_get_instance DDS_DomainParticipantFactory_get_instance
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include "AwsFixture.hpp"
-#include "CreationServices.hpp"
+#include "CreationFixture.hpp"
 #include "dds_c/dds_c_log.h"
-
-extern "C" {
-DDS_AsyncWaitSetGlobals *__real_DDS_AsyncWaitSetGlobals_get_instance(void);
-DDS_AsyncWaitSetGlobals *__wrap_DDS_AsyncWaitSetGlobals_get_instance(void)
-{
-    if (ServiceCalls::fails("DDS_AsyncWaitSetGlobals_get_instance")) return nullptr;
-    return __real_DDS_AsyncWaitSetGlobals_get_instance();
-}
-DDS_DomainParticipantFactory *__real_DDS_DomainParticipantFactory_get_instance(void);
-DDS_DomainParticipantFactory *__wrap_DDS_DomainParticipantFactory_get_instance(void)
-{
-    if (ServiceCalls::fails("DDS_DomainParticipantFactory_get_instance")) return nullptr;
-    return __real_DDS_DomainParticipantFactory_get_instance();
-}
-}
 
 namespace {
 
-class CreationFault : public testing::Test {
+class CreationFault : public CreationTest {
 protected:
-    CreationFault()
-    {
-        static_cast<void>(DDS_AsyncWaitSetGlobals_getWorker(DDS_AsyncWaitSetGlobals_get_instance()));
-        blocks = ZYLOsapiHeap_getBlockCount();
-    }
-
     /// One creation. Returns: the object, after everything that must hold of a failed one has been tested.
     DDS_AsyncWaitSet *create(const DDS_AsyncWaitSetProperty_t &property)
     {
         log.clear();
-        const int before = calls.failedCount();
+        const int before = doubles.failedCount();
         DDS_AsyncWaitSet *const aws = DDS_AsyncWaitSet_new_with_listener(&property, nullptr);
-        const bool hasFailed = calls.failedCount() != before;
-        calls.heal();
+        const bool hasFailed = doubles.failedCount() != before;
+        doubles.heal();
         if (aws == nullptr) {
             EXPECT_TRUE(hasFailed) << "creation failed for no reason";
             EXPECT_FALSE(log.entries().empty()) << "creation failed without a message";
@@ -71,13 +41,13 @@ protected:
         int failures = 0;
         for (int nth = 1;; ++nth) {
             SCOPED_TRACE(service + " " + std::to_string(nth));
-            const int before = calls.failedCount();
+            const int before = doubles.failedCount();
             if (isLasting)
-                calls.failFrom(service, nth);
+                doubles.on(service).failFrom(nth);
             else
-                calls.fail(service, nth);
+                doubles.on(service).fail(nth);
             DDS_AsyncWaitSet *const aws = create(property);
-            const bool hasFailed = calls.failedCount() != before;
+            const bool hasFailed = doubles.failedCount() != before;
             if (aws == nullptr) {
                 ++failures;
             } else {
@@ -90,16 +60,13 @@ protected:
         }
     }
 
-    size_t blocks = 0;
     int reportedOnly = 0;
-    LogCapture log;
-    ServiceCalls calls;
 };
 
 TEST_F(CreationFault, no_missing_block_of_memory_is_survived_or_leaks)
 {
-    const int ofOne = sweep("heap", propertyOf(1));
-    const int ofThree = sweep("heap", propertyOf(3));
+    const int ofOne = sweep(heap, propertyOf(1));
+    const int ofThree = sweep(heap, propertyOf(3));
     EXPECT_GE(ofOne, 9) << "record, two pools, area, wait set, condition, attachment, threads";
     EXPECT_EQ(ofThree, ofOne + 2) << "barrier and synchronizer";
     EXPECT_EQ(reportedOnly, 0);
@@ -107,7 +74,7 @@ TEST_F(CreationFault, no_missing_block_of_memory_is_survived_or_leaks)
 
 TEST_F(CreationFault, when_memory_ends_for_good_everything_is_given_back_all_the_same)
 {
-    EXPECT_EQ(sweep("heap", propertyOf(3), true), sweep("heap", propertyOf(3)));
+    EXPECT_EQ(sweep(heap, propertyOf(3), true), sweep(heap, propertyOf(3)));
 }
 
 TEST_F(CreationFault, a_prefix_or_a_cpu_list_without_memory_is_reported_and_creation_goes_on)
@@ -115,8 +82,8 @@ TEST_F(CreationFault, a_prefix_or_a_cpu_list_without_memory_is_reported_and_crea
     DDS_Long cpus[] = {0};
     DDS_AsyncWaitSetProperty_t property = propertyOf(3, 1, "prefix");
     ASSERT_NE(DDS_LongSeq_loan_contiguous(&property.thread_settings.cpu_list, cpus, 1, 1), DDS_BOOLEAN_FALSE);
-    const int plain = sweep("heap", propertyOf(3));
-    EXPECT_EQ(sweep("heap", property), plain);
+    const int plain = sweep(heap, propertyOf(3));
+    EXPECT_EQ(sweep(heap, property), plain);
     EXPECT_EQ(reportedOnly, 2);
     DDS_LongSeq_unloan(&property.thread_settings.cpu_list);
 }

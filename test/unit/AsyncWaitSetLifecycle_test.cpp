@@ -2,21 +2,12 @@
 /// Building the record: the order of the steps, the names and levels of the areas, what is copied, and how every
 /// failing step is unwound.
 
-// Replaces: ZYLOsapiHeap_reallocateMemoryInternal ZYLOsapiHeap_freeMemoryInternal ZYLOsapiUtility_strncpy
-// Replaces: ZYLOsapiUtility_strncat VESKFastBufferPool_newWithParams VESKFastBufferPool_delete
-// Replaces: VESKWorkerFactory_createExclusiveAreaEx VESKWorkerFactory_destroyExclusiveArea DDS_WaitSet_newI
-// Replaces: DDS_WaitSet_attach_condition DDS_WaitSet_delete DDS_CountingCondition_newI DDS_CountingCondition_delete
-// Replaces: ZYLOsapiBarrier_new ZYLOsapiBarrier_delete DDS_AsyncWaitSetThread_initialize
 // Replaces: DDS_DomainParticipantFactory_get_default_thread_factory
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <climits>
 #include <cstddef>
 #include <cstring>
 
-#include "AwsFixture.hpp"
-#include "CreationServices.hpp"
+#include "CreationFixture.hpp"
 #include "dds_c/dds_c_log.h"
 
 namespace {
@@ -30,18 +21,8 @@ void deleteNothing(void *, void *) {}
 int defaultFactoryData;
 const DDS_ThreadFactory defaultFactory = {&defaultFactoryData, createNothing, deleteNothing};
 
-}  // namespace
-
-extern "C" DDS_ThreadFactory __wrap_DDS_DomainParticipantFactory_get_default_thread_factory(
-    DDS_DomainParticipantFactory *)
-{
-    ServiceCalls::fails("get_default_thread_factory");
-    return defaultFactory;
-}
-
-namespace {
-
 using testing::ElementsAre;
+using testing::IsEmpty;
 
 #define FIELD(field_) offsetof(DDS_AsyncWaitSetImpl, field_)
 static_assert(FIELD(_property) < FIELD(_listener) && FIELD(_listener) < FIELD(_globals) &&
@@ -64,23 +45,35 @@ static_assert(FIELD(_property) < FIELD(_listener) && FIELD(_listener) < FIELD(_g
               FIELD(_completionTokenPool) < FIELD(_loanedCompletionTokenCount));
 #undef FIELD
 
-std::string poolCall(const char *typeName, size_t size)
+/// How the making of a pool is noted.
+std::string poolCall(int size, int alignment, VESKFastBufferPool_InitializeBufferFunction initialize,
+                     void *initializeParameter, VESKFastBufferPool_FinalizeBufferFunction finalize,
+                     void *finalizeParameter, const VESKFastBufferPoolProperty *property, const char *typeName,
+                     int reserved)
 {
-    return LogCapture::format("VESKFastBufferPool_newWithParams(%s %zu 8 plain {2 -1 -1} 0 0 0 0)", typeName, size);
+    const bool isPlain = initialize == nullptr && initializeParameter == nullptr && finalize == nullptr &&
+                         finalizeParameter == nullptr && reserved == 0;
+    const VESKFastBufferPoolProperty &p = *property;
+    return LogCapture::format("pool of %s (%d bytes, aligned to %d, %s) {%d %d %d} %d %d %d %d", typeName, size,
+                              alignment, isPlain ? "plain" : "other", p.growth.initial, p.growth.maximal,
+                              p.growth.increment, p.multiThreadedAccess, p.zeroBufferContent, p.ignoreMaximal,
+                              p.dynamicAlloc);
+}
+std::string plainPoolOf(const char *typeName, size_t size)
+{
+    return LogCapture::format("pool of %s (%zu bytes, aligned to 8, plain) {2 -1 -1} 0 0 0 0", typeName, size);
 }
 
 /// A record in the test's own storage, which holds whatever was there before.
-class Lifecycle : public testing::Test {
+class Lifecycle : public CreationTest {
 protected:
     Lifecycle()
     {
-        static_cast<void>(DDS_AsyncWaitSetGlobals_getWorker(globals));
         std::memset(static_cast<void *>(&aws), 0xa5, sizeof aws);
-        calls.clear();
+        doubles.on(getDefaultFactory).forGood().instead([] { return defaultFactory; });
+        doubles.on("VESKFastBufferPool_newWithParams").as(poolCall);
+        doubles.clear();
     }
-    ~Lifecycle() override { EXPECT_EQ(ZYLOsapiHeap_getBlockCount(), blocks); }
-    Lifecycle(const Lifecycle &) = delete;
-    Lifecycle &operator=(const Lifecycle &) = delete;
 
     int initialize(const DDS_AsyncWaitSetProperty_t &property)
     {
@@ -98,7 +91,7 @@ protected:
         EXPECT_TRUE(log.has(ZYL_LOG_LEVEL_WARNING, message, LogCapture::format(message.format, argument.c_str())));
         EXPECT_LOG_COUNT(log, messageCount);
         expectReleased();
-        calls.heal();
+        doubles.heal();
         EXPECT_EQ(initialize(propertyOf(3)), 1);
         finalizeWell();
     }
@@ -116,38 +109,34 @@ protected:
         EXPECT_EQ(aws._property.thread_name_prefix, nullptr);
     }
 
-    DDS_AsyncWaitSetGlobals *const globals = DDS_AsyncWaitSetGlobals_get_instance();
-    const size_t blocks = ZYLOsapiHeap_getBlockCount();
+    static constexpr const char *getDefaultFactory = "DDS_DomainParticipantFactory_get_default_thread_factory";
     const DDS_AsyncWaitSetListener *givenListener = nullptr;
     const DDS_ThreadFactory *givenFactory = nullptr;
     VESKOrderedDataTypeCompareWithUserDataFunction givenCompare = nullptr;
     void *givenCompareData = nullptr;
     DDS_AsyncWaitSet aws;
-    LogCapture log;
-    ServiceCalls calls;
 };
 
 TEST_F(Lifecycle, a_pool_of_several_threads_is_built_in_the_stated_order)
 {
     DDS_AsyncWaitSetProperty_t property = propertyOf(3, 5, "longer prefix");
     property.waitset_property = {4, {6, 7}};
+    doubles.on(heap).unnoted();
+    doubles.on(heap).with("struct DDS_AsyncWaitSetThread").as("array of thread records");
     ASSERT_EQ(initialize(property), 1);
-    std::vector<std::string> list = calls.list();
-    std::erase_if(list, [](const std::string &call) {
-        return call.starts_with("heap") && call != "heap(struct DDS_AsyncWaitSetThread)";
-    });
-    EXPECT_THAT(list, ElementsAre(poolCall("struct DDS_AWSTaskInfo", sizeof(DDS_AWSTaskInfo)),
-                                  poolCall("struct DDS_AWSConditionInfo", sizeof(DDS_AWSConditionInfo)),
-                                  "ZYLOsapiUtility_strncpy(33 longer prefix 8)",
-                                  "ZYLOsapiUtility_strncat(33 _AWS_CRITICAL_SECTION_EA 24)",
-                                  "VESKWorkerFactory_createExclusiveAreaEx(6 longer p_AWS_CRITICAL_SECTION_EA)",
-                                  "DDS_WaitSet_newI(4 6 7)", "DDS_CountingCondition_newI",
-                                  "DDS_WaitSet_attach_condition", "heap(struct DDS_AsyncWaitSetThread)",
-                                  "ZYLOsapiBarrier_new(3)", "ZYLOsapiUtility_strncpy(29 longer prefix 8)",
-                                  "ZYLOsapiUtility_strncat(29 _AWS_SYNCHRONIZER_EA 20)",
-                                  "VESKWorkerFactory_createExclusiveAreaEx(5 longer p_AWS_SYNCHRONIZER_EA)",
-                                  "get_default_thread_factory", "DDS_AsyncWaitSetThread_initialize(0)",
-                                  "DDS_AsyncWaitSetThread_initialize(1)", "DDS_AsyncWaitSetThread_initialize(2)"));
+    EXPECT_THAT(doubles.calls(),
+                ElementsAre(plainPoolOf("struct DDS_AWSTaskInfo", sizeof(DDS_AWSTaskInfo)),
+                            plainPoolOf("struct DDS_AWSConditionInfo", sizeof(DDS_AWSConditionInfo)),
+                            "ZYLOsapiUtility_strncpy(33, longer prefix, 8)",
+                            "ZYLOsapiUtility_strncat(33, _AWS_CRITICAL_SECTION_EA, 24)",
+                            "VESKWorkerFactory_createExclusiveAreaEx(6, longer p_AWS_CRITICAL_SECTION_EA)",
+                            "DDS_WaitSet_newI(4, {6 7})", "DDS_CountingCondition_newI",
+                            "DDS_WaitSet_attach_condition(an unnamed condition)", "array of thread records",
+                            "ZYLOsapiBarrier_new(3)", "ZYLOsapiUtility_strncpy(29, longer prefix, 8)",
+                            "ZYLOsapiUtility_strncat(29, _AWS_SYNCHRONIZER_EA, 20)",
+                            "VESKWorkerFactory_createExclusiveAreaEx(5, longer p_AWS_SYNCHRONIZER_EA)",
+                            getDefaultFactory, "DDS_AsyncWaitSetThread_initialize(0)",
+                            "DDS_AsyncWaitSetThread_initialize(1)", "DDS_AsyncWaitSetThread_initialize(2)"));
     EXPECT_STREQ(aws._criticalSectionEaName, "longer p_AWS_CRITICAL_SECTION_EA");
     EXPECT_STREQ(aws._threadPoolSynchronizerEaName, "longer p_AWS_SYNCHRONIZER_EA");
     EXPECT_EQ(aws._threadHandler.handler_data, &aws);
@@ -163,9 +152,9 @@ TEST_F(Lifecycle, a_pool_of_one_thread_has_neither_barrier_nor_synchronizer)
     EXPECT_EQ(aws._barrier, nullptr);
     EXPECT_EQ(aws._threadPoolSynchronizerEA, nullptr);
     EXPECT_STREQ(aws._threadPoolSynchronizerEaName, "");
-    EXPECT_EQ(calls.count("ZYLOsapiBarrier_new(1)"), 0);
-    EXPECT_EQ(calls.count("VESKWorkerFactory_createExclusiveAreaEx(2 UNKNOWN_AWS_CRITICAL_SECTION_EA)"), 1);
-    EXPECT_EQ(calls.count("VESKWorkerFactory_createExclusiveAreaEx(1 UNKNOWN_AWS_SYNCHRONIZER_EA)"), 0);
+    EXPECT_EQ(doubles.count("ZYLOsapiBarrier_new"), 0);
+    EXPECT_EQ(doubles.count("VESKWorkerFactory_createExclusiveAreaEx(2, UNKNOWN_AWS_CRITICAL_SECTION_EA)"), 1);
+    EXPECT_EQ(doubles.count("VESKWorkerFactory_createExclusiveAreaEx"), 1);
     EXPECT_EQ(aws._threadHandler.handler_data, &aws);
     EXPECT_EQ(aws._threadHandler.on_wake_up, &DDS_AsyncWaitSet_onWakeUpSingleThread);
     ASSERT_NE(aws._threadPool, nullptr);
@@ -191,11 +180,12 @@ TEST_F(Lifecycle, the_area_names_begin_with_eight_characters_of_the_prefix_or_wi
         ASSERT_EQ(initialize(propertyOf(2, 1, c.prefix)), 1);
         EXPECT_STREQ(aws._criticalSectionEaName, c.criticalSection);
         EXPECT_STREQ(aws._threadPoolSynchronizerEaName, c.synchronizer);
-        EXPECT_EQ(calls.count(LogCapture::format("VESKWorkerFactory_createExclusiveAreaEx(2 %s)", c.criticalSection)),
+        EXPECT_EQ(
+            doubles.count(LogCapture::format("VESKWorkerFactory_createExclusiveAreaEx(2, %s)", c.criticalSection)), 1);
+        EXPECT_EQ(doubles.count(LogCapture::format("VESKWorkerFactory_createExclusiveAreaEx(1, %s)", c.synchronizer)),
                   1);
-        EXPECT_EQ(calls.count(LogCapture::format("VESKWorkerFactory_createExclusiveAreaEx(1 %s)", c.synchronizer)), 1);
         finalizeWell();
-        calls.clear();
+        doubles.clear();
     }
     EXPECT_NO_LOG(log);
 }
@@ -227,10 +217,10 @@ TEST_F(Lifecycle, without_a_thread_factory_or_with_the_default_ones_address_the_
 {
     for (const DDS_ThreadFactory *given :
          {static_cast<const DDS_ThreadFactory *>(nullptr), &DDS_THREAD_FACTORY_USE_DEFAULT}) {
-        calls.clear();
+        doubles.clear();
         givenFactory = given;
         ASSERT_EQ(initialize(propertyOf(2)), 1);
-        EXPECT_EQ(calls.count("get_default_thread_factory"), 1);
+        EXPECT_EQ(doubles.count(getDefaultFactory), 1);
         EXPECT_EQ(aws._threadFactory.factory_data, &defaultFactoryData);
         EXPECT_EQ(aws._threadFactory.create_thread, createNothing);
         EXPECT_EQ(aws._threadFactory.delete_thread, deleteNothing);
@@ -245,7 +235,7 @@ TEST_F(Lifecycle, a_thread_factory_is_copied)
     givenFactory = &factory;
     ASSERT_EQ(initialize(propertyOf(2)), 1);
     factory = {};
-    EXPECT_EQ(calls.count("get_default_thread_factory"), 0);
+    EXPECT_EQ(doubles.count(getDefaultFactory), 0);
     EXPECT_EQ(aws._threadFactory.factory_data, &data);
     EXPECT_EQ(aws._threadFactory.create_thread, createNothing);
     EXPECT_EQ(aws._threadFactory.delete_thread, deleteNothing);
@@ -311,7 +301,7 @@ TEST_F(Lifecycle, null_arguments_are_refused_in_order_and_leave_the_record_alone
         EXPECT_LOG(log, ZYL_LOG_LEVEL_PRECONDITION, ZYL_LOG_PRECONDITION_FAILURE_s, text);
         EXPECT_LOG_COUNT(log, 1U);
         EXPECT_EQ(std::memcmp(&before, &aws, sizeof aws), 0);
-        EXPECT_THAT(calls.list(), ElementsAre());
+        EXPECT_THAT(doubles.calls(), IsEmpty());
     };
     expectRefused(nullptr, nullptr, nullptr, nullptr, "\"self == ((void *)0)\"");
     expectRefused(&aws, nullptr, nullptr, nullptr, "\"factory == ((void *)0)\"");
@@ -346,35 +336,28 @@ TEST_F(Lifecycle, every_failing_step_says_what_it_could_not_do_and_is_unwound)
     };
     for (const FailingStep &step : steps) {
         SCOPED_TRACE(std::string(step.service) + " " + std::to_string(step.nth));
-        calls.fail(step.service, step.nth);
+        doubles.on(step.service).fail(step.nth);
         expectFailure(propertyOf(3, 1, "some"), *step.message, step.argument);
     }
-    EXPECT_EQ(calls.failedCount(), static_cast<int>(std::size(steps)));
+    EXPECT_EQ(doubles.failedCount(), static_cast<int>(std::size(steps)));
 }
 
 TEST_F(Lifecycle, a_prefix_that_cannot_be_copied_into_a_name_is_reported_with_nine_and_its_length)
 {
     for (const int nth : {1, 2}) {
         log.clear();
-        calls.fail("ZYLOsapiUtility_strncpy", nth);
+        doubles.on("ZYLOsapiUtility_strncpy").fail(nth);
         EXPECT_EQ(initialize(propertyOf(2, 1, "a longer prefix")), 0);
         EXPECT_LOG(log, ZYL_LOG_LEVEL_WARNING, ZYL_LOG_INSUFFICIENT_SPACE_FAILURE_dd, 9, 15);
         EXPECT_LOG_COUNT(log, 1U);
         expectReleased();
     }
-    EXPECT_EQ(calls.failedCount(), 2);
+    EXPECT_EQ(doubles.failedCount(), 2);
 }
 
 TEST_F(Lifecycle, an_array_of_thread_records_without_memory_is_reported)
 {
-    ASSERT_EQ(initialize(propertyOf(3)), 1);
-    int nth = 0;
-    for (const std::string &call : calls.list()) {
-        nth += call.starts_with("heap") ? 1 : 0;
-        if (call == "heap(struct DDS_AsyncWaitSetThread)") break;
-    }
-    finalizeWell();
-    calls.fail("heap", nth);
+    doubles.on(heap).with("struct DDS_AsyncWaitSetThread").fail();
     expectFailure(propertyOf(3), DDS_LOG_CREATE_FAILURE_s, "thread pool");
 }
 
@@ -390,7 +373,7 @@ TEST_F(Lifecycle, a_bad_property_fails_at_the_step_that_uses_it)
         property = propertyOf(3);
         property.waitset_property.max_event_count = count;
         expectFailure(property, DDS_LOG_CREATE_FAILURE_s, "shared WaitSet", 2);
-        EXPECT_EQ(calls.count(LogCapture::format("DDS_WaitSet_newI(%d 2147483647 2147483647)", count)), 1);
+        EXPECT_EQ(doubles.count(LogCapture::format("DDS_WaitSet_newI(%d, infinite)", count)), 1);
     }
     for (const DDS_Duration_t bad : {DDS_Duration_t{-1, 0}, DDS_Duration_t{0, 1000000000U},
                                      DDS_Duration_t{INT32_MIN, 5}, DDS_Duration_t{1, 0xffffffffU}}) {
@@ -420,9 +403,9 @@ TEST_F(Lifecycle, the_extremes_of_a_good_property_are_accepted)
 
 TEST_F(Lifecycle, a_property_that_cannot_be_copied_whole_is_no_reason_to_fail)
 {
-    calls.fail("heap");
+    doubles.on(heap).fail();
     ASSERT_EQ(initialize(propertyOf(2, 4, "prefix")), 1);
-    EXPECT_EQ(calls.failedCount(), 1);
+    EXPECT_EQ(doubles.failedCount(), 1);
     EXPECT_LOG(log, ZYL_LOG_LEVEL_WARNING, ZYL_LOG_ANY_FAILURE_s, "copy thread name prefix");
     EXPECT_EQ(aws._property.thread_name_prefix, nullptr);
     EXPECT_EQ(aws._property.thread_pool_size, 2U);

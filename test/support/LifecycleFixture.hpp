@@ -1,13 +1,19 @@
 /// @file
-/// A wait set's whole life on real threads, with services that fail on the application thread: the replacements, and
-/// what the tests know of the tokens. Include it in one file only.
+/// A wait set's whole life on real threads, with services that fail on the application thread, and what the tests know
+/// of the tokens.
 ///
-/// Protection: faults and calls belong to the test's own thread; the list of tokens has a mutex.
+/// Protection: faults belong to the test's own thread; the list of tokens has a mutex.
 #ifndef LIFECYCLE_FIXTURE_HPP
 #define LIFECYCLE_FIXTURE_HPP
 
+// Replaces: ZYLOsapiHeap_reallocateMemoryInternal ZYLOsapiHeap_freeMemoryInternal
+// Replaces: VESKWorker_enterExclusiveArea VESKWorker_leaveExclusiveArea
+// Replaces: DDS_WaitSet_set_property DDS_WaitSet_attach_condition DDS_WaitSet_detach_condition
+// Replaces: DDS_WaitSet_mask_condition DDS_CountingCondition_increment DDS_CountingCondition_decrement
+// Replaces: ZYLOsapiSemaphore_take ZYLOsapiSemaphore_give ZYLOsapiSemaphore_drain
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstring>
 #include <mutex>
 #include <optional>
@@ -17,8 +23,8 @@
 
 #include "AwsFixture.hpp"
 #include "LogCapture.hpp"
-#include "ServiceCalls.hpp"
 #include "dds_c/dds_c_log.h"
+#include "doubles/Double.hpp"
 #include "halo_runtime/zyl/ZYLOsapiHeap.pkg.h"
 #include "halo_runtime/zyl/ZYLShared.pkg.hpp"
 
@@ -54,86 +60,11 @@ private:
     std::mutex _mutex;
     std::set<void *> _tokens;
 };
-inline Tokens tokens;
 
-}  // namespace lifecycle
-
-extern "C" {
-
-int __real_ZYLOsapiHeap_reallocateMemoryInternal(void **block, size_t size, int alignment, int reallocate, int flag,
-                                                 const char *routine, ZYLOsapiAllocKind kind, const char *typeName);
-/// The name of a pool thread does not fail here: a start goes on without that thread and has no end.
-int __wrap_ZYLOsapiHeap_reallocateMemoryInternal(void **block, size_t size, int alignment, int reallocate, int flag,
-                                                 const char *routine, ZYLOsapiAllocKind kind, const char *typeName)
-{
-    if (std::strcmp(routine, "ZYLOsapiHeap_reallocateString") != 0 && ServiceCalls::fails("heap")) return 0;
-    const int result =
-        __real_ZYLOsapiHeap_reallocateMemoryInternal(block, size, alignment, reallocate, flag, routine, kind, typeName);
-    if (result != 0 && std::strcmp(typeName, "DDS_SemaphoreAsyncWaitSetCompletionToken") == 0)
-        lifecycle::tokens.add(*block);
-    return result;
-}
-void __real_ZYLOsapiHeap_freeMemoryInternal(void *block, int flag, const char *routine, ZYLOsapiAllocKind kind,
-                                            int size);
-void __wrap_ZYLOsapiHeap_freeMemoryInternal(void *block, int flag, const char *routine, ZYLOsapiAllocKind kind,
-                                            int size)
-{
-    lifecycle::tokens.remove(block);
-    __real_ZYLOsapiHeap_freeMemoryInternal(block, flag, routine, kind, size);
-}
-
-int __real_VESKWorker_enterExclusiveArea(VESKWorker *self, void *previousOut, VESKExclusiveArea *area);
-int __wrap_VESKWorker_enterExclusiveArea(VESKWorker *self, void *previousOut, VESKExclusiveArea *area)
-{
-    return ServiceCalls::fails("enter") ? 0 : __real_VESKWorker_enterExclusiveArea(self, previousOut, area);
-}
-int __real_VESKWorker_leaveExclusiveArea(VESKWorker *self, void *previousOut, VESKExclusiveArea *area);
-/// A failing leave leaves the area and says that it did not.
-int __wrap_VESKWorker_leaveExclusiveArea(VESKWorker *self, void *previousOut, VESKExclusiveArea *area)
-{
-    const bool isFailing = ServiceCalls::fails("leave");
-    const int result = __real_VESKWorker_leaveExclusiveArea(self, previousOut, area);
-    return isFailing ? 0 : result;
-}
-
-#define LIFECYCLE_REPLACE(service_, parameters_, arguments_)                     \
-    DDS_ReturnCode_t __real_##service_ parameters_;                              \
-    DDS_ReturnCode_t __wrap_##service_ parameters_                               \
-    {                                                                            \
-        if (ServiceCalls::fails(#service_)) return DDS_RETCODE_OUT_OF_RESOURCES; \
-        return __real_##service_ arguments_;                                     \
-    }                                                                            \
-    static_assert(true, "")
-
-LIFECYCLE_REPLACE(DDS_WaitSet_set_property, (DDS_WaitSet * self, const DDS_WaitSetProperty_t *property),
-                  (self, property));
-LIFECYCLE_REPLACE(DDS_WaitSet_attach_condition, (DDS_WaitSet * self, DDS_Condition *condition), (self, condition));
-LIFECYCLE_REPLACE(DDS_WaitSet_detach_condition, (DDS_WaitSet * self, DDS_Condition *condition), (self, condition));
-LIFECYCLE_REPLACE(DDS_WaitSet_mask_condition, (DDS_WaitSet * self, DDS_Condition *condition, DDS_Boolean takesPart),
-                  (self, condition, takesPart));
-LIFECYCLE_REPLACE(DDS_CountingCondition_increment, (DDS_CountingCondition * self, DDS_Long amount), (self, amount));
-LIFECYCLE_REPLACE(DDS_CountingCondition_decrement, (DDS_CountingCondition * self, DDS_Long amount), (self, amount));
-
-#define LIFECYCLE_REPLACE_SEMAPHORE(service_, parameters_, arguments_)               \
-    int __real_##service_ parameters_;                                               \
-    int __wrap_##service_ parameters_                                                \
-    {                                                                                \
-        if (ServiceCalls::fails(#service_)) return ZYL_OSAPI_SEMAPHORE_STATUS_ERROR; \
-        return __real_##service_ arguments_;                                         \
-    }                                                                                \
-    static_assert(true, "")
-
-LIFECYCLE_REPLACE_SEMAPHORE(ZYLOsapiSemaphore_take, (ZYLOsapiSemaphore * self, const ZYLNtpTime *timeout),
-                            (self, timeout));
-LIFECYCLE_REPLACE_SEMAPHORE(ZYLOsapiSemaphore_give, (ZYLOsapiSemaphore * self), (self));
-LIFECYCLE_REPLACE_SEMAPHORE(ZYLOsapiSemaphore_drain, (ZYLOsapiSemaphore * self), (self));
-
-#undef LIFECYCLE_REPLACE
-#undef LIFECYCLE_REPLACE_SEMAPHORE
-
-}  // extern "C"
-
-namespace lifecycle {
+/// The double of what makes the pool threads.
+inline doubled::LocalDouble<void *(void *, const char *, const DDS_ThreadSettings_t *,
+                                   DDS_ThreadFactory_OnSpawnedFunction, void *)>
+    threadCreation("create_thread", {.failure = nullptr});
 
 /// The default thread factory, whose threads can be refused.
 inline DDS_ThreadFactory refusingFactory()
@@ -143,8 +74,7 @@ inline DDS_ThreadFactory refusingFactory()
     DDS_ThreadFactory factory = real;
     factory.create_thread = [](void *data, const char *name, const DDS_ThreadSettings_t *settings,
                                DDS_ThreadFactory_OnSpawnedFunction body, void *argument) -> void * {
-        return ServiceCalls::fails("create_thread") ? nullptr
-                                                    : real.create_thread(data, name, settings, body, argument);
+        return threadCreation.callOr(real.create_thread, data, name, settings, body, argument);
     };
     return factory;
 }
@@ -157,22 +87,27 @@ protected:
         static_cast<void>(DDS_AsyncWaitSetGlobals_getWorker(DDS_AsyncWaitSetGlobals_get_instance()));
         static_cast<void>(refusingFactory());
         blocks = ZYLOsapiHeap_getBlockCount();
+        noteTokens();
+        doubles.on(wait).forGood().before([this] { letGo(); });
     }
 
     /// New conditions, then the fault, then a wait set, which may be null. The nth call of the service fails, and with
     /// `isLasting` all later ones too; an empty name is no fault.
     void begin(DDS_UnsignedLong poolSize, const std::string &service = {}, int nth = 1, bool isLasting = false)
     {
-        for (std::optional<HandledGuard> &guard : guards) guard.emplace([this](HandledGuard &) { handled.release(); });
+        doubles.heal();
+        for (std::optional<HandledGuard> &guard : guards) {
+            guard.emplace([this](HandledGuard &) {
+                handled.release();
+                isHeld.wait(true);
+            });
+        }
         const DDS_AsyncWaitSetProperty_t property = propertyOf(poolSize);
         const DDS_AsyncWaitSetListener listener = recorder.listener();
         const DDS_ThreadFactory factory = refusingFactory();
         log.clear();
-        calls.clear();
-        if (isLasting)
-            calls.failFrom(service, nth);
-        else if (!service.empty())
-            calls.fail(service, nth);
+        doubles.clear();
+        if (!service.empty()) plan(service, nth, isLasting);
         aws = DDS_AsyncWaitSet_new_with_thread_factory(&property, &listener, &factory);
     }
     DDS_Condition *condition(int index) { return guard(index).condition(); }
@@ -186,11 +121,23 @@ protected:
         guard(index).trigger();
         handled.acquire();
     }
+    /// Trigger a condition and wait until its handler runs. Its thread stays in it until the caller of an operation is
+    /// about to sleep for a token: whatever the schedule, that operation finds its request undone.
+    void hold(int index)
+    {
+        isHeld = true;
+        expectHandled(index);
+    }
+    void letGo()
+    {
+        isHeld = false;
+        isHeld.notify_all();
+    }
 
     /// Let nothing fail any more, and let the pool stop and everything queued be finished.
     void settle()
     {
-        calls.heal();
+        doubles.heal();
         while (isStarted() || handoffRead(aws->_queuedRequestCount) != 0) {
             if (isStarted() && handoffRead(aws->_isStopInitiated) == 0) static_cast<void>(DDS_AsyncWaitSet_stop(aws));
             std::this_thread::yield();
@@ -245,13 +192,50 @@ protected:
         EXPECT_TRUE(tokens.all().empty());
     }
 
+    static constexpr const char *heap = "ZYLOsapiHeap_reallocateMemoryInternal";
+    static constexpr const char *wait = "ZYLOsapiSemaphore_take";
+
     size_t blocks = 0;
     std::optional<HandledGuard> guards[4];
     std::counting_semaphore<> handled{0};
+    std::atomic<bool> isHeld = false;
     RecordingListener recorder;
     DDS_AsyncWaitSet *aws = nullptr;
+    Tokens tokens;
     LogCapture log;
-    ServiceCalls calls;
+    Doubles doubles;
+
+private:
+    /// Keep the list of tokens, whichever thread makes and deletes them.
+    void noteTokens()
+    {
+        doubles.on(heap)
+            .with("DDS_SemaphoreAsyncWaitSetCompletionToken")
+            .onEveryThread()
+            .forGood()
+            .after([this](void **block, size_t, int, int, int, const char *, ZYLOsapiAllocKind, const char *) {
+                if (*block != nullptr) tokens.add(*block);
+            });
+        doubles.on("ZYLOsapiHeap_freeMemoryInternal")
+            .unnoted()
+            .onEveryThread()
+            .forGood()
+            .before([this](void *block, int, const char *, ZYLOsapiAllocKind, int) { tokens.remove(block); });
+    }
+    void plan(const std::string &service, int nth, bool isLasting)
+    {
+        DoubledService calls = doubles.on(service);
+        // The name of a pool thread does not fail here: a start goes on without that thread and has no end.
+        if (service == heap) {
+            calls.when([](void **, size_t, int, int, int, const char *routine, ZYLOsapiAllocKind, const char *) {
+                return std::strcmp(routine, "ZYLOsapiHeap_reallocateString") != 0;
+            });
+        }
+        if (isLasting)
+            calls.failFrom(nth);
+        else
+            calls.fail(nth);
+    }
 };
 
 }  // namespace lifecycle

@@ -101,6 +101,7 @@ protected:
                 handled.release();
                 isHeld.wait(true);
             });
+            EXPECT_NE(guard->guard(), nullptr);
         }
         const DDS_AsyncWaitSetProperty_t property = propertyOf(poolSize);
         const DDS_AsyncWaitSetListener listener = recorder.listener();

@@ -368,7 +368,7 @@ struct FunctionTypes<Return(Arguments...) noexcept> : FunctionTypes<Return(Argum
 #define DOUBLE(count_, name_, ...)                                                                                    \
     extern "C" {                                                                                                      \
     doubled::FunctionTypes<decltype(name_)>::Signature __real_##name_;                                                \
-    __attribute__((weak)) doubled::FunctionTypes<decltype(name_)>::Signature __wrap_##name_;                          \
+    doubled::FunctionTypes<decltype(name_)>::Signature __wrap_##name_;                                                \
     }                                                                                                                 \
     namespace {                                                                                                       \
     using Signature = doubled::FunctionTypes<decltype(name_)>::Signature;                                             \

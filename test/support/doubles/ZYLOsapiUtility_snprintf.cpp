@@ -16,7 +16,7 @@ const doubled::Enlisting enlisting(theDouble);
 }  // namespace
 
 extern "C" int __wrap_ZYLOsapiUtility_snprintf(char *buffer, size_t size, const char *format, ...)
-    __attribute__((weak, format(printf, 3, 4)));
+    __attribute__((format(printf, 3, 4)));
 int __wrap_ZYLOsapiUtility_snprintf(char *buffer, size_t size, const char *format, ...)
 {
     va_list arguments;

@@ -39,7 +39,8 @@ FLOORS = (  # the first prefix that fits
     ("bench/", 5),
     ("examples/", 5),
 )
-FOR_EVERYONE = ("srcC/halo_runtime/platform/Annotations.pkg.h", "srcC/halo_runtime/platform/Platform.hpp")
+FOR_EVERYONE = ("srcC/halo_runtime/platform/Annotations.pkg.h", "srcC/halo_runtime/platform/Boundary.pkg.hpp",
+                "srcC/halo_runtime/platform/Platform.hpp")
 # Declarations of a lower floor that have their place in the header of a higher one.
 EXCEPTIONS = {
     # the sequence of CPU information of threads

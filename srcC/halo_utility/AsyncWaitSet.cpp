@@ -48,6 +48,9 @@ DDS_AsyncWaitSet *DDS_AsyncWaitSet_new_with_thread_factory(const struct DDS_Asyn
 {
     if (property == nullptr) return AWS_BAD_PARAMETER(nullptr, property);
     if (thread_factory == nullptr) return AWS_BAD_PARAMETER(nullptr, thread_factory);
+    const bool isDefault = thread_factory == &DDS_THREAD_FACTORY_USE_DEFAULT;  // whose contents are never read
+    if (!isDefault && (thread_factory->create_thread == nullptr || thread_factory->delete_thread == nullptr))
+        return AWS_BAD_PARAMETER(nullptr, thread_factory);
     return DDS_AsyncWaitSet_newI(DDS_DomainParticipantFactory_get_instance(), property, listener, thread_factory,
                                  nullptr, nullptr);
 }

@@ -53,6 +53,26 @@ void AWS_destroyToken(DDS_AsyncWaitSetCompletionToken *token)
         DDS_SemaphoreAsyncWaitSetCompletionToken_delete(token);
 }
 
+void AWS_bringHome(DDS_AsyncWaitSet *self, DDS_AsyncWaitSetCompletionToken *token)
+{
+    token->_isWaiting = 0;
+    token->_isKept = 0;
+    token->_implicitWait = nullptr;
+    VESKInlineListNode *const node = &token->_loanedNode.node;
+    if (VESKInlineList_isNodeInList(&self->_completionTokenPool, node) != 0) return;
+    VESKInlineList_addNodeToBackEA(&self->_completionTokenPool, node);
+    static_cast<void>(handoffAdd(self->_loanedCompletionTokenCount, -1));
+}
+
+void AWS_keepToken(DDS_AsyncWaitSet *self, DDS_AsyncWaitSetCompletionToken *token)
+{
+    if (token->_implicitWait == nullptr) return;
+    token->_implicitWait->isTokenKept = 1;
+    token->_implicitWait = nullptr;
+    token->_isKept = 1;
+    if (token->_state == DDS_AsyncWaitSetCompletionTokenState_PROCESSED) AWS_bringHome(self, token);
+}
+
 DDS_ReturnCode_t AWS_completeTokenWithError(DDS_AsyncWaitSetCompletionToken *token)
 {
     handoffWrite(token->retCode, DDS_RETCODE_ERROR);
@@ -68,6 +88,7 @@ DDS_AsyncWaitSetCompletionToken *DDS_AsyncWaitSet_loanCompletionToken(DDS_AsyncW
     DDS_AsyncWaitSetCompletionToken *token = AWS_idleTokens(self).first();
     if (token != nullptr) {
         VESKInlineList_removeNodeEA(&self->_completionTokenPool, &token->_loanedNode.node);
+        token->_isTold = 1;  // what it was used for before is nobody's business
     } else {
         token = DDS_SemaphoreAsyncWaitSetCompletionToken_new(self);
         if (token == nullptr)
@@ -89,7 +110,6 @@ DDS_ReturnCode_t DDS_AsyncWaitSet_returnLoanedCompletionToken(DDS_AsyncWaitSet *
     if (!AWS_enterCriticalSection(self)) return AWS_AREA_FAILED(DDS_RETCODE_ERROR, "enter");
 
     DDS_ReturnCode_t retCode = DDS_RETCODE_OK;
-    VESKInlineListNode *const node = &completionToken->_loanedNode.node;
     if (completionToken->_owner != self) {
         retCode = AWS_REFUSED(DDS_RETCODE_PRECONDITION_NOT_MET,
                               "the specified completion token was not loaned from this AsyncWaitSet");
@@ -97,9 +117,8 @@ DDS_ReturnCode_t DDS_AsyncWaitSet_returnLoanedCompletionToken(DDS_AsyncWaitSet *
         retCode = AWS_REFUSED(DDS_RETCODE_PRECONDITION_NOT_MET,
                               "completion token cannot be returned for reuse or deletion.\n"
                               "It is associated with a task pending processing.");
-    } else if (VESKInlineList_isNodeInList(&self->_completionTokenPool, node) == 0) {
-        VESKInlineList_addNodeToBackEA(&self->_completionTokenPool, node);
-        static_cast<void>(handoffAdd(self->_loanedCompletionTokenCount, -1));
+    } else {
+        AWS_bringHome(self, completionToken);
     }
 
     if (!AWS_leaveCriticalSection(self)) return AWS_AREA_FAILED(DDS_RETCODE_ERROR, "leave");

@@ -46,6 +46,14 @@ void AWS_stepOutsideToken(DDS_AsyncWaitSetCompletionToken *token);
 /// Destroy the token now, or leave it to the waiter that is inside.
 void AWS_destroyToken(DDS_AsyncWaitSetCompletionToken *token);
 
+/// Put a token back to the idle ones. Its outcome is for a waiter that is still inside, and for nobody later.
+void AWS_bringHome(DDS_AsyncWaitSet *self, DDS_AsyncWaitSetCompletionToken *token)
+    ZYL_REQUIRES(self->_criticalSectionEA);
+/// The wait of a short form failed or was refused: from here on its token is nobody's. It comes home now, or with the
+/// last notification of its request. Tokens that were not lent to a short form are left alone.
+void AWS_keepToken(DDS_AsyncWaitSet *self, DDS_AsyncWaitSetCompletionToken *token)
+    ZYL_REQUIRES(self->_criticalSectionEA);
+
 /// Complete a token whose request will never be executed: PROCESSED with ERROR, and its waiter told.
 DDS_ReturnCode_t AWS_completeTokenWithError(DDS_AsyncWaitSetCompletionToken *token);
 

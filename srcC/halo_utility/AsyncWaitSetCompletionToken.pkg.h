@@ -61,11 +61,19 @@ struct DDS_AsyncWaitSetCompletionTokenImpl {
     struct VESKInlineListUserDataNode _loanedNode;           ///< Link in the owner's pool of idle tokens.
     DDS_ReturnCode_t retCode ZYL_SHARED;                     ///< Outcome of the last request, written by its task.
 
-    unsigned _submissionCount;      ///< Tells a waiter whether its request is still the token's last one.
-    int _isRequestMissing;          ///< The last submission was accepted, but its request could not be built.
-    int _waiterMark ZYL_SHARED;     ///< Waiters inside, and whether the token was deleted under them.
-    DDS_ReturnCode_t _waitOutcome;  ///< What a wait that succeeded brought; OK as long as there was none.
+    unsigned _submissionCount;   ///< Tells a waiter whether its request is still the token's last one.
+    int _isRequestMissing;       ///< The last submission was accepted, but its request could not be built.
+    int _waiterMark ZYL_SHARED;  ///< Waiters inside, and whether the token was deleted under them.
+    int _isTold;                 ///< The outcome has been told to somebody, or is nobody's: a wait reports OK.
+    int _isKept;                 ///< Its wait failed or was refused: it comes home when its request is processed.
+    struct AWSImplicitWait *_implicitWait;  ///< Of the short form that was lent the token and waits; else null.
 };
+
+/// The wait of a short form for its own request, on the stack of its caller. Written in the critical section.
+typedef struct AWSImplicitWait {
+    int hasOutcome;   ///< The wait succeeded, and its result is the request's outcome.
+    int isTokenKept;  ///< It did not, and the token has been marked: it is no longer the caller's.
+} AWSImplicitWait;
 
 /// The concrete token.
 typedef struct DDS_SemaphoreAsyncWaitSetCompletionToken {

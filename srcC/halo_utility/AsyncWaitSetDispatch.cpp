@@ -55,10 +55,9 @@ void DDS_AsyncWaitSet_onWakeUpSingleThread(void *handlerData, struct DDS_Conditi
     DDS_WaitSet_end_waitI(self->_sharedWaitSet);
 
     AWS_claimRegistryTurn(self);  // The only pool thread.
-    for (const DDS_AWSConditionInfo *info : AWS_registered(self)) {
-        self->_threadPool[0]._hasFoundWork = 1;
+    if (AWS_registered(self).first() != nullptr) self->_threadPool[0]._hasFoundWork = 1;
+    for (const DDS_AWSConditionInfo *info : AWS_registered(self))
         static_cast<void>(DDS_Condition_dispatch(info->_condition));
-    }
 }
 
 void DDS_AsyncWaitSet_onWakeUpThreadPool(void *handlerData, struct DDS_ConditionSeq *conditionSeq)

@@ -167,6 +167,56 @@ constexpr AWSStep (*buildSteps[])(DDS_AsyncWaitSet *, const Blueprint &) = {
 
 // ---------------------------------------------------------------- tearing down
 
+/// How a wait set stands when it is to be deleted.
+struct Standing {
+    int lentTokenCount;
+    bool isStarted;
+};
+
+/// Whether a deletion may wait for the end of the pool: not on a thread of its own, not with the critical section in
+/// hand, and not for threads that rest at the barrier of a failed start.
+bool mayAwaitPool(const DDS_AsyncWaitSet *self) ZYL_REQUIRES(self->_criticalSectionEA)
+{
+    return !AWS_isOwnThread(self) && !AWS_isDeadLockRisk(self, AWS_currentThread(self)) &&
+           !AWS_hasCriticalSectionTwice(self) && self->_isPoolFailed == 0;
+}
+
+/// Count the tokens that are out. Those of short forms whose wait was refused come home with their requests, so that a
+/// pool that is just ending is waited for. Blocks.
+AWSStep takeStock(DDS_AsyncWaitSet *self, Standing &standing)
+{
+    standing = {};
+    if (self->_criticalSectionEA == nullptr) return {};  // built partway: nobody has used it
+    if (!AWS_enterCriticalSection(self)) return AWS_STEP_AREA_FAILED("enter");
+    while (mayAwaitPool(self) && handoffRead(self->_isStarted) == 0 && AWS_firstRequest(self) != nullptr) {
+        const AWSStep step = AWS_awaitQueueChange(self);
+        if (!step.hasFailed()) continue;
+        AWS_countAsOutside(self);
+        return step;
+    }
+    standing = {handoffRead(self->_loanedCompletionTokenCount), handoffRead(self->_isStarted) != 0};
+    if (!AWS_leaveCriticalSection(self)) return AWS_STEP_AREA_FAILED("leave");
+    return {};
+}
+
+/// Refuse a deletion while tokens are out.
+AWSStep refuseWithTokensOut(DDS_AsyncWaitSet *self, Standing &standing)
+{
+    const AWSStep step = takeStock(self, standing);
+    if (step.hasFailed() || standing.lentTokenCount == 0) return step;
+    return AWS_STEP_FAILED_AS(DDS_RETCODE_PRECONDITION_NOT_MET, ZYL_LOG_DELETE_s,
+                              "AsyncWaitSet. There are alive completion tokens created from this object.");
+}
+
+/// Refuse a deletion by a thread that would have to be joined for it: one that has left the pool, or one of a pool that
+/// is not started. (One of a started pool is refused the wait for its stop.)
+AWSStep refuseOnOwnThread(const DDS_AsyncWaitSet *self, bool isStarted)
+{
+    if (!AWS_isOwnThread(self) || (AWS_currentThread(self) != nullptr && isStarted)) return {};
+    return AWS_STEP_FAILED_AS(DDS_RETCODE_PRECONDITION_NOT_MET, ZYL_LOG_DELETE_s,
+                              "AsyncWaitSet. The calling thread is one of its own and has not been joined.");
+}
+
 DDS_AWSConditionInfo *firstConditionInfo(const DDS_AsyncWaitSet *self)
 {
     AWS_claimAlone(self);
@@ -210,8 +260,10 @@ void releaseThreadPool(DDS_AsyncWaitSet *self)
 {
     AWS_claimAlone(self);
     if (self->_isPoolFailed != 0) ZYLOsapiBarrier_abort(self->_barrier);
-    for (std::size_t i = self->_property.thread_pool_size; i > 0; --i)
+    for (std::size_t i = self->_property.thread_pool_size; i > 0; --i) {
         DDS_AsyncWaitSetThread_finalize(&self->_threadPool[i - 1]);
+        VESKService_end(&self->_threadPool[i - 1]._service, self->_globals->_workerPerThread);
+    }
     ZYLOsapiHeap_freeArray(self->_threadPool);
     self->_threadPool = nullptr;
 }
@@ -278,9 +330,10 @@ int DDS_AsyncWaitSet_initialize(DDS_AsyncWaitSet *self, DDS_DomainParticipantFac
 DDS_ReturnCode_t DDS_AsyncWaitSet_finalize(DDS_AsyncWaitSet *self)
 {
     if (self == nullptr) return AWS_NULL(DDS_RETCODE_BAD_PARAMETER, self);
-    if (handoffRead(self->_loanedCompletionTokenCount) != 0)
-        return AWS_FAILED_AS(DDS_RETCODE_PRECONDITION_NOT_MET, ZYL_LOG_DELETE_s,
-                             "AsyncWaitSet. There are alive completion tokens created from this object.");
+    Standing standing = {};
+    AWSStep step = refuseWithTokensOut(self, standing);
+    if (!step.hasFailed()) step = refuseOnOwnThread(self, standing.isStarted);
+    if (step.hasFailed()) return AWS_REPORT(step);
 
     DDS_ReturnCode_t retCode = DDS_RETCODE_ERROR;  // the last one that a step yields
     reclaimAbandonedPool(self);
@@ -288,8 +341,10 @@ DDS_ReturnCode_t DDS_AsyncWaitSet_finalize(DDS_AsyncWaitSet *self)
         retCode =
             DDS_AsyncWaitSet_stop_with_completion_token(self, DDS_ASYNC_WAITSET_COMPLETION_TOKEN_USE_IMPLICIT_AND_WAIT);
         if (retCode != DDS_RETCODE_OK) return AWS_FAILED(retCode, "request stop");
+        step = refuseWithTokensOut(self, standing);
+        if (step.hasFailed()) return AWS_REPORT(step);
     }
-    AWSStep step = detachAll(self, retCode);
+    step = detachAll(self, retCode);
     if (step.hasFailed()) return AWS_REPORT(step);
     deleteIdleTokens(self, retCode);
 

@@ -161,6 +161,29 @@ inline void AWS_claimRegistryTurn(const DDS_AsyncWaitSet *self) ZYL_ASSERT_HELD(
 /// means, which cannot be checked here.
 inline void AWS_borrowRegistryTurn() ZYL_ASSERT_HELD(AWS_registryTurn) {}
 
+// ---------------------------------------------------------------- threads that have left a pool
+
+/// What the calling thread served last, if that has not been joined: it is an application thread again, but it cannot
+/// wait for its own end.
+struct AWSFormerService {
+    const void *owner;  ///< The wait set, to be compared only; null for none.
+    int level;          ///< Its level.
+};
+inline AWSFormerService AWS_formerService(const DDS_AsyncWaitSet *self)
+{
+    AWSFormerService former = {};
+    if (AWS_currentThread(self) == nullptr)
+        former.owner = VESKService_getOwnerServed(self->_globals->_workerPerThread, &former.level);
+    return former;
+}
+
+/// Whether the calling thread is one of the wait set's, running or not yet joined.
+inline bool AWS_isOwnThread(const DDS_AsyncWaitSet *self)
+{
+    const DDS_AsyncWaitSetThread *const thread = AWS_currentThread(self);
+    return thread != nullptr ? thread->_owner == self : AWS_formerService(self).owner == self;
+}
+
 // ---------------------------------------------------------------- the nesting rule
 
 /// Whether a pool thread of another wait set must not hand a request to this one or wait on it: only a strictly lower

@@ -84,12 +84,15 @@ inline AWSStep AWS_lostArea(const char *what)
 /// Print what a failed step has to say; yields its code. Nothing for one that went well.
 #define AWS_REPORT(step_) AWS_printStep(step_, ZYLLog_baseName(__FILE__), __LINE__, __func__)
 
-/// The nesting rule refuses: `kind_` names the kind of wait set in the text.
-#define AWS_DEAD_LOCK_RISK(result_, kind_, self_, thread_)                                                          \
-    (ZYL_PRINT_TEXT(ZYL_LOG_LEVEL_WARNING, AWS_SUBMODULE,                                                           \
-                    "%s: tid %llu dead lock risk: cannot enter " kind_ " of level %d from " kind_ " of level %d\n", \
-                    __func__, static_cast<unsigned long long>((thread_)->_threadId), (self_)->_property.level,      \
-                    (thread_)->_owner->_property.level),                                                            \
+/// The nesting rule refuses a pool thread: `kind_` names the kind of wait set in the text.
+#define AWS_DEAD_LOCK_RISK(result_, kind_, self_, thread_) \
+    AWS_DEAD_LOCK_RISK_FOR(result_, __func__, kind_, self_, (thread_)->_threadId, (thread_)->_owner->_property.level)
+/// The same, said by a helper for the operation whose name it was passed, of a thread of that id and level.
+#define AWS_DEAD_LOCK_RISK_FOR(result_, operation_, kind_, self_, threadId_, level_)                               \
+    (ZYL_PRINT_TEXT_FOR(operation_, ZYL_LOG_LEVEL_WARNING, AWS_SUBMODULE,                                          \
+                        "%s: tid %llu dead lock risk: cannot enter " kind_ " of level %d from " kind_              \
+                        " of level %d\n",                                                                          \
+                        operation_, static_cast<unsigned long long>(threadId_), (self_)->_property.level, level_), \
      (result_))
 
 /// Leadership that could not be taken or given up; printed also when the worker's activity is of a chosen category.

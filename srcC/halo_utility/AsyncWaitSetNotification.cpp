@@ -45,7 +45,9 @@ DDS_ReturnCode_t DDS_AsyncWaitSet_notifyTaskExecutedI(DDS_AsyncWaitSet *self, DD
     if (nextState == DDS_AsyncWaitSetCompletionTokenState_INVALID)
         return AWS_REFUSED(DDS_RETCODE_PRECONDITION_NOT_MET, "invalid event completion token state");
     token->_state = nextState;
-    return token->_handler.notify(token->_handler.handlerData, token);
+    const DDS_ReturnCode_t retCode = token->_handler.notify(token->_handler.handlerData, token);
+    if (token->_isKept != 0) AWS_bringHome(self, token);
+    return retCode;
 }
 
 DDS_ReturnCode_t DDS_AsyncWaitSet_notify_task_executed(DDS_AsyncWaitSet *self, DDS_AsyncWaitSetTaskInfo *taskInfo)

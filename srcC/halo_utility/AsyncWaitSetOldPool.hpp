@@ -10,8 +10,9 @@
 
 /// Look for an old pool, and wait until it is gone, or the wait set is started, or submission will refuse the start
 /// anyway. The step fails when the calling thread must not wait, or when the critical section was lost on the way.
+/// Speaks for the operation where the nesting rule refuses.
 /// Blocks. Calls out: the thread factory, outside the critical section.
-AWSStep AWS_awaitOldPool(DDS_AsyncWaitSet *self) ZYL_REQUIRES(self->_criticalSectionEA);
+AWSStep AWS_awaitOldPool(DDS_AsyncWaitSet *self, const char *operation) ZYL_REQUIRES(self->_criticalSectionEA);
 
 /// Whether the wait set is started, as a start sees it: not by a recovery that has started it only to stop it.
 bool AWS_isStartedForGood(const DDS_AsyncWaitSet *self) ZYL_REQUIRES(self->_criticalSectionEA);

@@ -17,6 +17,7 @@
 #include "halo_runtime/vesk/VESKFastBufferPool.pkg.h"
 #include "halo_runtime/vesk/VESKInlineList.pkg.h"
 #include "halo_runtime/vesk/VESKOrderedData.pkg.h"
+#include "halo_runtime/vesk/VESKService.pkg.h"
 #include "halo_runtime/zyl/ZYLOsapiBarrier.pkg.h"
 
 #ifdef __cplusplus
@@ -76,6 +77,8 @@ typedef struct DDS_AsyncWaitSetThread {
 
     int _mustClaimStart;  ///< Its first claim has to hold the start request. Own thread.
     int _hasFoundWork;    ///< Its last wake-up found a condition or a request. Own thread.
+    /// From before the thread exists until it is noted as joined. Begun and ended in the critical section, or alone.
+    struct VESKService _service;
 } DDS_AsyncWaitSetThread;
 
 typedef void (*DDS_AsyncWaitSetThreadHandler_OnWakeUpCallback)(void *handlerData,
@@ -130,7 +133,7 @@ struct DDS_AsyncWaitSetImpl {
     struct VESKInlineList _starterList ZYL_GUARDED_BY(_criticalSectionEA);       ///< Starts waiting for an old pool.
     int _isPoolFailed ZYL_GUARDED_BY(_criticalSectionEA);     ///< A start failed partway; its threads rest.
     int _isPoolAbandoned ZYL_GUARDED_BY(_criticalSectionEA);  ///< A start's wait failed; its threads run.
-    int _isRecovering ZYL_SHARED;                             ///< A start is retiring such a pool.
+    int _isRecovering ZYL_SHARED;                             ///< A start is retiring an old pool.
 };
 
 /// { 1, infinite }: installed on the shared wait set while requests are pending.

@@ -7,6 +7,7 @@
 #include "AsyncWaitSet.pkg.h"
 #include "AsyncWaitSetLocks.hpp"
 #include "AsyncWaitSetLog.hpp"
+#include "halo_runtime/platform/Boundary.pkg.hpp"
 
 AWSRegistryTurn AWS_registryTurn;
 
@@ -38,7 +39,10 @@ void DDS_AsyncWaitSet_addConditionInfo(DDS_AsyncWaitSet *self, DDS_AWSConditionI
     for (DDS_AWSConditionInfo *info : AWS_registered(self)) {
         const void *const newData = DDS_Condition_get_handler(conditionInfo->_condition).handler_data;
         const void *const data = DDS_Condition_get_handler(info->_condition).handler_data;
-        if (self->_compareConditionHandler(newData, data, self->_compareUserData) < 0)
+        const int order = platform::callOut("compare function", "wait set", self, [&] {
+            return self->_compareConditionHandler(newData, data, self->_compareUserData);
+        });
+        if (order < 0)
             return VESKInlineList_addNodeBeforeEA(&self->_conditionInfoList, &info->_node, &conditionInfo->_node);
     }
     VESKInlineList_addNodeToBackEA(&self->_conditionInfoList, &conditionInfo->_node);

@@ -8,29 +8,39 @@
 
 #include "AsyncWaitSetLeadership.hpp"
 #include "AsyncWaitSetLog.hpp"
+#include "halo_runtime/platform/Boundary.pkg.hpp"
+
+namespace {
+
+/// Call the listener about a thread, if it wants to hear that. Calls out.
+void tell(const DDS_AsyncWaitSet *self, const char *event, void (*callback)(void *, DDS_UnsignedLongLong),
+          const DDS_AsyncWaitSetThread *thread)
+{
+    if (callback == nullptr) return;
+    platform::callOut(event, "wait set", self, [&] { callback(self->_listener.listener_data, thread->_threadId); });
+}
+
+}  // namespace
 
 void DDS_AsyncWaitSet_onThreadSpawned(DDS_AsyncWaitSet *self, DDS_AsyncWaitSetThread *thread)
 {
     if (self == nullptr) return AWS_NULL(static_cast<void>(0), self);
     if (DDS_AsyncWaitSet_becomeNewLeader(self, thread) == 0) return AWS_WARN("become leader");
     AWS_TRACE_THREAD(thread, "on thread spawned");
-    if (self->_listener.on_thread_spawned != nullptr)
-        self->_listener.on_thread_spawned(self->_listener.listener_data, thread->_threadId);
+    tell(self, "on_thread_spawned", self->_listener.on_thread_spawned, thread);
 }
 
 void DDS_AsyncWaitSet_onWaitTimeout(DDS_AsyncWaitSet *self, DDS_AsyncWaitSetThread *thread)
 {
     if (self == nullptr) return AWS_NULL(static_cast<void>(0), self);
-    if (self->_listener.on_wait_timeout != nullptr)
-        self->_listener.on_wait_timeout(self->_listener.listener_data, thread->_threadId);
+    tell(self, "on_wait_timeout", self->_listener.on_wait_timeout, thread);
     AWS_TRACE_THREAD(thread, "on wait timeout");
 }
 
 void DDS_AsyncWaitSet_onThreadDeleted(DDS_AsyncWaitSet *self, DDS_AsyncWaitSetThread *thread)
 {
     if (self == nullptr) return AWS_NULL(static_cast<void>(0), self);
-    if (self->_listener.on_thread_deleted != nullptr)
-        self->_listener.on_thread_deleted(self->_listener.listener_data, thread->_threadId);
+    tell(self, "on_thread_deleted", self->_listener.on_thread_deleted, thread);
     AWS_TRACE_THREAD(thread, "on thread deleted");
     if (DDS_AsyncWaitSet_promoteNewLeader(self, thread) == 0) AWS_WARN("promote new leader");
 }

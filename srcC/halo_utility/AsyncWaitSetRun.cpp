@@ -23,11 +23,12 @@ struct Runner {
     char workerName[VESK_WORKER_NAME_SIZE];
 };
 
-/// Make the calling thread a pool thread: its workers, its record in the thread's storage, its id.
+/// Make the calling thread a pool thread: its mark, its workers, its record in the thread's storage, its id.
 AWSStep becomePoolThread(Runner &runner)
 {
     DDS_AsyncWaitSetThread *const thread = runner.thread;
     DDS_AsyncWaitSetGlobals *const globals = runner.self->_globals;
+    VESKService_render(&thread->_service, globals->_workerPerThread);
     if (ZYLOsapiUtility_snprintf(runner.workerName, sizeof runner.workerName, "%.*s_aws", 15, thread->_threadName) < 0)
         return AWS_STEP_FAILED_AS(DDS_RETCODE_ERROR, ZYL_LOG_INIT_FAILURE_s, "worker name");
     thread->_awsWorker = DDS_AsyncWaitSetGlobals_createWorker(globals, runner.workerName);
@@ -38,6 +39,15 @@ AWSStep becomePoolThread(Runner &runner)
         return AWS_STEP_FAILED(DDS_RETCODE_ERROR, "set TSS for this WSCT");
     thread->_threadId = ZYLOsapiThread_getCurrentThreadID();
     return {};
+}
+
+/// Make it an application thread again: a factory may keep it, and its destructors may use any wait set. What tells
+/// that it has not been joined is its service alone.
+void becomeApplicationThread(const Runner &runner)
+{
+    DDS_AsyncWaitSetGlobals *const globals = runner.self->_globals;
+    if (AWS_currentThread(runner.self) == runner.thread)
+        static_cast<void>(DDS_AsyncWaitSetGlobals_setThreadSpecific(globals, nullptr));
 }
 
 /// Execute the start request, which is in the first batch.
@@ -104,9 +114,11 @@ void *DDS_AsyncWaitSet_run(void *threadParam)
     }
 
     static_cast<void>(DDS_ConditionSeq_finalize(&runner.conditionSeq));
+    // The other requests of the last batch have their barriers too: somebody may be waiting there for this thread.
+    if (runner.pendingStopTask != nullptr && !AWS_passBarrier(runner.self, thread->_lastRequestCount - 1))
+        AWS_WARN("barrier wait");
+    becomeApplicationThread(runner);
     if (runner.pendingStopTask != nullptr) {
-        // The other requests of the last batch have their barriers too: somebody may be waiting there for this thread.
-        if (!AWS_passBarrier(runner.self, thread->_lastRequestCount - 1)) AWS_WARN("barrier wait");
         if (DDS_AsyncWaitSet_notify_task_executed(runner.self, runner.pendingStopTask) != DDS_RETCODE_OK)
             AWS_WARN("notify request processed");
     }

@@ -126,7 +126,7 @@ DDS_ReturnCode_t DDS_AsyncWaitSet_start_with_completion_token(DDS_AsyncWaitSet *
     attempt.isImplicit = completion_token == DDS_ASYNC_WAITSET_COMPLETION_TOKEN_USE_IMPLICIT_AND_WAIT;
     if (completion_token != DDS_ASYNC_WAITSET_COMPLETION_TOKEN_IGNORE) attempt.token = completion_token;
 
-    AWSStep step = AWS_awaitOldPool(self);
+    AWSStep step = AWS_awaitOldPool(self, __func__);
     if (step.isAreaLost) {
         AWS_countAsOutside(self);
         return AWS_REPORT(step);

@@ -22,7 +22,7 @@ void beginSubmission(DDS_AsyncWaitSetCompletionToken *token)
     handoffWrite(token->retCode, DDS_RETCODE_ERROR);
     token->_submissionCount += 1;
     token->_isRequestMissing = 0;
-    token->_waitOutcome = DDS_RETCODE_OK;
+    token->_isTold = 0;
 }
 
 /// Take the token for a request: QUEUED from here on. Speaks for the operation where two messages are due.
@@ -70,7 +70,8 @@ AWSStep executeHere(DDS_AsyncWaitSet *self, DDS_AWSTaskInfo *taskInfo) ZYL_REQUI
 
 /// Submit with the token, or with one that is lent here for a caller who wants to wait.
 AWSStep submitInside(DDS_AsyncWaitSet *self, DDS_Task *task, void *taskUserData, DDS_AsyncWaitSetCompletionToken *token,
-                     DDS_AsyncWaitSetCompletionToken **lentOut) ZYL_REQUIRES(self->_criticalSectionEA)
+                     AWSImplicitWait &implicitWait, DDS_AsyncWaitSetCompletionToken **lentOut)
+    ZYL_REQUIRES(self->_criticalSectionEA)
 {
     // A stop that came in between is answered as if it had come first; the verb prints.
     if (task == &AWS_setStateOfStarted && handoffRead(self->_isStarted) == 0) return {DDS_RETCODE_NOT_ENABLED};
@@ -78,11 +79,24 @@ AWSStep submitInside(DDS_AsyncWaitSet *self, DDS_Task *task, void *taskUserData,
     if (token == DDS_ASYNC_WAITSET_COMPLETION_TOKEN_USE_IMPLICIT_AND_WAIT) {
         token = *lentOut = DDS_AsyncWaitSet_loanCompletionToken(self);
         if (token == nullptr) return AWS_STEP_FAILED(DDS_RETCODE_ERROR, "loan completion token");
+        token->_implicitWait = &implicitWait;
     }
     DDS_ReturnCode_t retCode = DDS_AsyncWaitSet_submitTaskI(self, task, taskUserData, token);
     if (retCode == DDS_RETCODE_OK && *lentOut != nullptr && token->_isRequestMissing != 0) retCode = DDS_RETCODE_ERROR;
     if (retCode != DDS_RETCODE_OK) return AWS_STEP_FAILED(retCode, "DDS_AsyncWaitSet_submitTaskI");
     return {};
+}
+
+/// The wait on a lent token could not get back into the critical section, so what it could not do is done here. There
+/// is a second try: one failure must not lose the token.
+void keepTokenOf(DDS_AsyncWaitSet *self, DDS_AsyncWaitSetCompletionToken *lent)
+{
+    for (int left = 2; left > 0; --left) {
+        if (!AWS_enterCriticalSection(self)) continue;
+        AWS_keepToken(self, lent);
+        static_cast<void>(AWS_leaveCriticalSection(self));
+        return;
+    }
 }
 
 /// Give back a lent token whose submission was refused or failed: nothing will ever be told to it.
@@ -134,8 +148,9 @@ DDS_ReturnCode_t DDS_AsyncWaitSet_submit_task(DDS_AsyncWaitSet *self, struct DDS
     if (self == nullptr) return AWS_NULL(DDS_RETCODE_BAD_PARAMETER, self);
     if (task == nullptr) return AWS_NULL(DDS_RETCODE_BAD_PARAMETER, task);
     if (!AWS_enterCriticalSection(self)) return AWS_AREA_FAILED(DDS_RETCODE_ERROR, "enter");
+    AWSImplicitWait implicitWait = {};
     DDS_AsyncWaitSetCompletionToken *lent = nullptr;
-    const AWSStep step = submitInside(self, task, taskUserData, completionToken, &lent);
+    const AWSStep step = submitInside(self, task, taskUserData, completionToken, implicitWait, &lent);
     if (step.hasFailed()) {
         static_cast<void>(AWS_REPORT(step));
         if (lent != nullptr) giveBackUnused(self, lent);
@@ -146,7 +161,10 @@ DDS_ReturnCode_t DDS_AsyncWaitSet_submit_task(DDS_AsyncWaitSet *self, struct DDS
     const DDS_ReturnCode_t retCode = DDS_AsyncWaitSetCompletionToken_wait(lent, &DDS_DURATION_INFINITE);
     if (retCode != DDS_RETCODE_OK) {
         AWS_WARN("wait for request completion");
-        if (retCode != lent->_waitOutcome) return retCode;  // the wait itself failed: the token is kept
+        if (implicitWait.hasOutcome == 0) {  // the wait itself failed: the token is kept, and no longer ours
+            if (implicitWait.isTokenKept == 0) keepTokenOf(self, lent);
+            return retCode;
+        }
     }
     const DDS_ReturnCode_t returnCode = DDS_AsyncWaitSet_returnLoanedCompletionToken(self, lent);
     if (returnCode != DDS_RETCODE_OK) AWS_WARN("return loaned token");

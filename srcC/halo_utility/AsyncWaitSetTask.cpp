@@ -11,6 +11,7 @@
 #include "AsyncWaitSetRegistry.hpp"
 #include "AsyncWaitSetRelay.hpp"
 #include "AsyncWaitSetRequest.hpp"
+#include "halo_runtime/platform/Boundary.pkg.hpp"
 #include "halo_runtime/zyl/ZYLOsapiUtility.pkg.h"
 
 namespace {
@@ -65,6 +66,14 @@ void forgetCondition(DDS_AsyncWaitSet *self, DDS_AWSConditionInfo *info) ZYL_REQ
 {
     DDS_AsyncWaitSet_removeConditionInfo(self, info);
     VESKFastBufferPool_returnBuffer(self->_conditionInfoPool, info);
+}
+
+/// Call the listener about a condition, if it wants to hear that. Calls out.
+void tell(const DDS_AsyncWaitSet *self, const char *event, void (*callback)(void *, DDS_Condition *),
+          DDS_Condition *condition)
+{
+    if (callback == nullptr) return;
+    platform::callOut(event, "wait set", self, [&] { callback(self->_listener.listener_data, condition); });
 }
 
 /// The wait set is stopped: one step for everybody else, inside the critical section. Between these writes an attach
@@ -147,8 +156,7 @@ void *DDS_AsyncWaitSetTask_attachCondition(void *taskData, DDS_AsyncWaitSetTaskI
     if (DDS_WaitSet_mask_condition(self->_sharedWaitSet, condition, isRunning ? DDS_BOOLEAN_TRUE : DDS_BOOLEAN_FALSE) !=
         DDS_RETCODE_OK)
         return AWS_FAILED(nullptr, "mask condition");
-    if (self->_listener.on_condition_attached != nullptr)
-        self->_listener.on_condition_attached(self->_listener.listener_data, condition);
+    tell(self, "on_condition_attached", self->_listener.on_condition_attached, condition);
     return nullptr;
 }
 
@@ -175,8 +183,7 @@ void *DDS_AsyncWaitSetTask_detachCondition(void *taskData, DDS_AsyncWaitSetTaskI
     outcome.retCode = DDS_WaitSet_detach_condition(self->_sharedWaitSet, condition);
     if (outcome.retCode != DDS_RETCODE_OK) return AWS_FAILED(nullptr, "detach condition");
 
-    if (self->_listener.on_condition_detached != nullptr)  // before the record goes
-        self->_listener.on_condition_detached(self->_listener.listener_data, condition);
+    tell(self, "on_condition_detached", self->_listener.on_condition_detached, condition);  // before the record goes
     forgetCondition(self, info);
     return nullptr;
 }

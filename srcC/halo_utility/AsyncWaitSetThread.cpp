@@ -11,6 +11,7 @@
 #include "AsyncWaitSetLog.hpp"
 #include "AsyncWaitSetRun.hpp"
 #include "halo_runtime/dds/DDS_String.pkg.h"
+#include "halo_runtime/platform/Boundary.pkg.hpp"
 #include "halo_runtime/zyl/ZYLOsapiHeap.pkg.h"
 #include "halo_runtime/zyl/ZYLOsapiUtility.pkg.h"
 
@@ -27,7 +28,9 @@ void DDS_AsyncWaitSetThread_finalize(DDS_AsyncWaitSetThread *self)
 {
     DDS_AsyncWaitSet *const owner = self->_owner;
     if (self->_threadHandle != nullptr) {
-        owner->_threadFactory.delete_thread(owner->_threadFactory.factory_data, self->_threadHandle);
+        const DDS_ThreadFactory &factory = owner->_threadFactory;
+        platform::callOut("delete_thread", "wait set", owner,
+                          [&] { factory.delete_thread(factory.factory_data, self->_threadHandle); });
         self->_threadHandle = nullptr;
     }
     // With destructors of thread storage the worker has ended with its thread, and the field is left as it is.
@@ -75,6 +78,9 @@ DDS_ReturnCode_t DDS_AsyncWaitSet_createThread(DDS_AsyncWaitSet *self, DDS_Long 
     thread->_lastRequestCount = 0;
     thread->_lockedConditionInfo = nullptr;
     thread->_mustClaimStart = 1;
+    thread->_hasFoundWork = 0;
+    thread->_threadId = 0;
+    VESKService_end(&thread->_service, self->_globals->_workerPerThread);
 
     // Deliberate: no name, no thread, still OK; only the factory's failure is the caller's.
     // (AsyncWaitSetThread_test: a_failed_name_creates_no_thread_and_reports_ok)
@@ -87,10 +93,13 @@ DDS_ReturnCode_t DDS_AsyncWaitSet_createThread(DDS_AsyncWaitSet *self, DDS_Long 
     if (DDS_AsyncWaitSet_create_thread_name(thread->_threadName, self->_property.thread_name_prefix, threadIndex) == 0)
         return AWS_FAILED_AS(DDS_RETCODE_OK, ZYL_LOG_CREATION_FAILURE_s, "AsyncWaitSet Thread Name");
 
-    thread->_threadHandle =
-        self->_threadFactory.create_thread(self->_threadFactory.factory_data, thread->_threadName,
-                                           &self->_property.thread_settings, DDS_AsyncWaitSet_run, thread);
-    if (thread->_threadHandle == nullptr)
-        return AWS_FAILED_AS(DDS_RETCODE_ERROR, ZYL_LOG_CREATION_FAILURE_s, "processing thread");
-    return DDS_RETCODE_OK;
+    VESKService_begin(&thread->_service, self->_globals->_workerPerThread, self, self->_property.level);
+    const DDS_ThreadFactory &factory = self->_threadFactory;
+    thread->_threadHandle = platform::callOut("create_thread", "wait set", self, [&] {
+        return factory.create_thread(factory.factory_data, thread->_threadName, &self->_property.thread_settings,
+                                     DDS_AsyncWaitSet_run, thread);
+    });
+    if (thread->_threadHandle != nullptr) return DDS_RETCODE_OK;
+    VESKService_end(&thread->_service, self->_globals->_workerPerThread);
+    return AWS_FAILED_AS(DDS_RETCODE_ERROR, ZYL_LOG_CREATION_FAILURE_s, "processing thread");
 }

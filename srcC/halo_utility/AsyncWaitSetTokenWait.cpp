@@ -30,6 +30,16 @@ AWSStep sleepOnToken(DDS_AsyncWaitSet *self, DDS_AsyncWaitSetCompletionToken *to
     return {retCode};
 }
 
+/// A wait on the token has succeeded. Returns: the outcome, unless somebody has been told before; it is told once.
+DDS_ReturnCode_t tellOutcome(DDS_AsyncWaitSetCompletionToken *token, DDS_ReturnCode_t outcome)
+{
+    if (token->_implicitWait != nullptr) token->_implicitWait->hasOutcome = 1;
+    token->_implicitWait = nullptr;
+    const bool isTold = token->_isTold != 0;
+    token->_isTold = 1;
+    return isTold ? DDS_RETCODE_OK : outcome;
+}
+
 }  // namespace
 
 DDS_ReturnCode_t DDS_AsyncWaitSet_waitForTaskExecutedI(DDS_AsyncWaitSet *self,
@@ -89,15 +99,17 @@ DDS_ReturnCode_t DDS_AsyncWaitSetCompletionToken_wait(DDS_AsyncWaitSetCompletion
     const unsigned submission = completion_token->_submissionCount;
     const bool wasProcessed = completion_token->_state == DDS_AsyncWaitSetCompletionTokenState_PROCESSED;
     DDS_ReturnCode_t outcome = handoffRead(completion_token->retCode);  // the wait overwrites that of a processed token
+    AWSImplicitWait *const implicitWait = completion_token->_implicitWait;
     DDS_ReturnCode_t retCode = DDS_AsyncWaitSet_waitForTaskExecutedI(self, completion_token, timeout);
     if (retCode == DDS_RETCODE_OK) {
-        const bool isOurs = completion_token->_submissionCount == submission;
-        if (!wasProcessed) outcome = isOurs ? handoffRead(completion_token->retCode) : DDS_RETCODE_OK;
-        retCode = outcome;
-        completion_token->_waitOutcome = outcome;
+        if (!wasProcessed) outcome = handoffRead(completion_token->retCode);
+        if (completion_token->_submissionCount == submission) retCode = tellOutcome(completion_token, outcome);
+    } else if (AWS_criticalSectionDepth(self) > 0) {
+        AWS_keepToken(self, completion_token);
     }
     AWS_stepOutsideToken(completion_token);
 
-    if (!AWS_leaveCriticalSection(self)) return AWS_AREA_FAILED(DDS_RETCODE_ERROR, "leave");
-    return retCode;
+    if (AWS_leaveCriticalSection(self)) return retCode;
+    if (implicitWait != nullptr) implicitWait->hasOutcome = 0;
+    return AWS_AREA_FAILED(DDS_RETCODE_ERROR, "leave");
 }

@@ -7,6 +7,7 @@
 
 #include <new>
 
+#include "../platform/Boundary.pkg.hpp"
 #include "DDS_Log.hpp"
 #include "DDS_WaitSet.hpp"
 
@@ -25,6 +26,12 @@ void fenceAfterClear()
 #if defined(__GNUC__) && !defined(__clang__)
 #pragma GCC diagnostic pop
 #endif
+}
+
+/// Whether something has been reported before; it counts as reported from here on.
+bool isReportedAlready(int &mark)
+{
+    return sharedRead(mark) != 0 || handoffExchange(mark, 1) != 0;
 }
 
 /// Read the handler's two fields; they belong together only if nobody replaces them meanwhile.
@@ -113,6 +120,13 @@ DDS_ReturnCode_t DDS_Condition_dispatch(DDS_Condition *self)
     if (self == nullptr) return DDS_BAD_PARAMETER(DDS_RETCODE_BAD_PARAMETER, self);
     if (handoffRead(self->_triggerValue) == 0) return DDS_RETCODE_OK;
     const DDS_ConditionHandler handler = DDS_Condition_get_handler(self);
-    if (handler.on_condition_triggered != nullptr) handler.on_condition_triggered(handler.handler_data, self);
+    if (handler.on_condition_triggered == nullptr) {
+        if (isReportedAlready(self->_isMissingHandlerReported)) return DDS_RETCODE_OK;
+        return DDS_REFUSED(
+            DDS_RETCODE_OK,
+            "a triggered condition has no handler: it stays triggered and is dispatched again and again");
+    }
+    platform::callOut("on_condition_triggered", "condition", self,
+                      [&] { handler.on_condition_triggered(handler.handler_data, self); });
     return DDS_RETCODE_OK;
 }

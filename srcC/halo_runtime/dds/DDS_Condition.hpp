@@ -25,6 +25,8 @@ struct DDS_Condition {
     void *_handlerData ZYL_SHARED = nullptr;
     /// As `_handlerData`.
     DDS_ConditionHandler_OnConditionTriggeredCallback _onTriggered ZYL_SHARED = nullptr;
+    /// That it was dispatched without a handler has been reported.
+    int _isMissingHandlerReported ZYL_SHARED = 0;
 };
 
 struct DDS_GuardCondition {

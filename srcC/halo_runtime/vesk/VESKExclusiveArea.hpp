@@ -7,10 +7,16 @@
 
 #include "../platform/Platform.hpp"
 #include "VESKExclusiveArea.pkg.h"
+#include "VESKInlineList.pkg.h"
 
 /// Creates exclusive areas. There is one in the process.
 struct VESKWorkerFactory {
     platform::ThreadKey _workerKey;  ///< Key of the worker in the thread's storage.
+    platform::Mutex _serviceMutex;
+    /// Those that have begun and not ended.
+    VESKInlineList _services ZYL_GUARDED_BY(_serviceMutex);
+    /// Of the service that began last.
+    std::uint64_t _lastSerial ZYL_GUARDED_BY(_serviceMutex);
 };
 
 /// A thread that sleeps until it is its turn to try again. Lives on that thread's stack.

@@ -12,8 +12,13 @@ namespace {
 
 VESKWorkerFactory *theFactory()
 {
-    static VESKWorkerFactory factory = {ZYLPlatform_createThreadKey(sizeof(VESKWorker), nullptr)};
-    return &factory;
+    static VESKWorkerFactory *const factory = [] {
+        static VESKWorkerFactory made = {};
+        ZYLPlatform_initMutex(made._serviceMutex, "services");
+        made._workerKey = ZYLPlatform_createThreadKey(sizeof(VESKWorker), nullptr);
+        return &made;
+    }();
+    return factory;
 }
 
 }  // namespace

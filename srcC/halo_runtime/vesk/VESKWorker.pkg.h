@@ -27,6 +27,8 @@ typedef struct VESKWorker {
     struct ZYLOsapiContext *_activityContext;  ///< Null, or what the thread is doing, for the log gate.
     struct VESKExclusiveArea *_lastHeld;       ///< The area entered last and still held; head of a chain.
     char _name[VESK_WORKER_NAME_SIZE];
+
+    uint64_t _servedSerial;  ///< Of the service that the thread rendered last (VESKService.pkg.h); 0: none.
 } VESKWorker;
 
 /// Creates exclusive areas.

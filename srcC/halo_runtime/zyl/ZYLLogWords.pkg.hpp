@@ -38,11 +38,13 @@ consteval const char *ZYLLog_baseName(const char *path)
                                          ZYLLog_baseName(__FILE__), __LINE__, function_, &(message_), __VA_ARGS__) \
          : static_cast<void>(0))
 
+/// Print a format if the gate is open, in the name of another function.
+#define ZYL_PRINT_TEXT_FOR(function_, level_, submodule_, ...)                                                         \
+    (ZYLLog_isEnabled(level_, submodule_) ? ZYLLogParamString_printWithParams(0, level_, 0, ZYLLog_baseName(__FILE__), \
+                                                                              __LINE__, function_, __VA_ARGS__)        \
+                                          : static_cast<void>(0))
 /// Print a format if the gate is open.
-#define ZYL_PRINT_TEXT(level_, submodule_, ...)                                                                        \
-    (ZYLLog_isEnabled(level_, submodule_)                                                                              \
-         ? ZYLLogParamString_printWithParams(0, level_, 0, ZYLLog_baseName(__FILE__), __LINE__, __func__, __VA_ARGS__) \
-         : static_cast<void>(0))
+#define ZYL_PRINT_TEXT(level_, submodule_, ...) ZYL_PRINT_TEXT_FOR(__func__, level_, submodule_, __VA_ARGS__)
 
 /// A precondition failure: message, flag, hook, value.
 #define ZYL_PRECONDITION(result_, submodule_, text_)                                                     \

@@ -9,6 +9,8 @@
 #include <cstring>
 #include <new>
 
+#include "../Boundary.pkg.hpp"
+
 namespace sim {
 
 namespace {
@@ -42,7 +44,7 @@ void runThread()
         body = self->body;
         argument = self->argument;
     }
-    body(argument);
+    platform::callOut("body", "thread", self, [&] { return body(argument); });
     runExitHooks();
 
     releaseTo(self);

@@ -14,6 +14,7 @@
 #include <ctime>
 #include <new>
 
+#include "../Boundary.pkg.hpp"
 #include "StdThreadLocals.hpp"
 
 namespace platform {
@@ -78,7 +79,7 @@ void *runThread(void *argument)
     self->state = Thread::State::running;
     pthread_cond_broadcast(&isPublished);
     pthread_mutex_unlock(&recordsMutex);
-    return self->body(self->argument);
+    return platform::callOut("body", "thread", self, [&] { return self->body(self->argument); });
 }
 
 /// One attribute object with the wanted settings.

@@ -2,7 +2,7 @@
 /// The asynchronous wait set: conditions with handlers on one side, a pool of threads on the other.
 ///
 /// An application attaches conditions, starts the wait set, and the pool waits for the conditions to trigger and runs
-/// their handlers. Never two threads are in one condition (unless its handler asks for it with
+/// their handlers. Never two threads of one wait set are in one condition (unless its handler asks for it with
 /// DDS_AsyncWaitSet_unlock_condition), a slow handler holds up no other, and every change of a started wait set is
 /// carried out by the pool threads themselves: each of them executes the request once, and they meet after it.
 ///
@@ -20,10 +20,19 @@
 /// - While a request is pending the pool comes to rest behind its slowest running handler. A handler that waits for
 ///   another handler of the same pool dead-locks. Never wait for a request while you hold a lock that a handler takes.
 /// - After an early unlock two threads may run one handler, and the first one's end clears the lock mark of the second.
-/// - A stop or delete requested with the implicit token from inside a handler of the same wait set is carried out, but
-///   its wait is refused and its token is kept: the object cannot be deleted afterwards. Use a token of your own.
+/// - A short form called from inside a handler of the same wait set is carried out, but its wait is refused:
+///   DDS_RETCODE_PRECONDITION_NOT_MET does not mean there that nothing happens. Use a token of your own, or the IGNORE
+///   token where it is allowed.
+/// - "Never two threads in one handler" holds for each wait set. A condition that is attached to two started wait sets
+/// can
+///   be run by both at once, and so it can by DDS_Condition_dispatch beside a pool.
 /// - Listener callbacks for attach and detach on a wait set that is not started run with its critical section held:
-///   call nothing that waits from them.
+///   call nothing that waits from them, and no other wait set.
+/// - No callback may throw, or end its thread: the process ends with one line that says which one did.
+/// - A thread-local object of a pool thread may use the wait set in its destructor, except to start it (refused unless
+/// it
+///   is started) or to delete it (refused). It may wait on another wait set only if that one's level is higher, as a
+///   handler; nothing refuses that there. It must not use a wait set that is being deleted.
 /// - A condition that its handler leaves triggered is dispatched again at once.
 #ifndef DDS_C_ASYNCWAITSET_H
 #define DDS_C_ASYNCWAITSET_H
@@ -101,7 +110,9 @@ DDS_API DDS_AsyncWaitSet *DDS_AsyncWaitSet_new_with_listener(const struct DDS_As
 ///
 /// @param property        not null; copied.
 /// @param listener        copied; may be null. `listener_data` must outlive the wait set.
-/// @param thread_factory  not null; copied. `factory_data` must outlive the wait set.
+/// @param thread_factory  not null, with both callbacks (DDS_THREAD_FACTORY_USE_DEFAULT excepted); copied.
+/// `factory_data`
+///                        must outlive the wait set.
 /// @return the wait set, or null for a bad argument or property (`thread_pool_size` 0, `level` 0x7fffffff, a
 ///         `max_event_count` below 1, a negative or malformed duration) or when memory ended. The caller owns it and
 ///         gives it to DDS_AsyncWaitSet_delete.
@@ -116,12 +127,18 @@ DDS_API DDS_AsyncWaitSet *DDS_AsyncWaitSet_new_with_thread_factory(const struct 
 /// Calls out: the listener; the thread factory's `delete_thread`.
 /// @retval DDS_RETCODE_OK                    deleted.
 /// @retval DDS_RETCODE_BAD_PARAMETER         null.
-/// @retval DDS_RETCODE_PRECONDITION_NOT_MET  a completion token made by it has not been deleted; nothing changed.
+/// @retval DDS_RETCODE_PRECONDITION_NOT_MET  a completion token made by it has not been deleted; or the calling thread
+/// is
+///                                           one of its own: a pool thread, or one that has left the pool and has not
+///                                           been joined. Nothing changed, except that a started wait set stops when
+///                                           this was called from one of its handlers.
 /// @return any other code: of the step that failed; the object stays and may be deleted again.
 DDS_API DDS_ReturnCode_t DDS_AsyncWaitSet_delete(DDS_AsyncWaitSet *self);
 
 /// Deep-copy the property that the wait set was created with.
-/// @param property  not null; initialized. The caller finalizes it.
+/// @param property  not null; filled by DDS_AsyncWaitSetProperty_t_initialize or _copy (a copy of the default property
+///                  whose `thread_name_prefix` points at a string of the caller's must not be passed: that string would
+///                  be freed). The caller finalizes it.
 /// @retval DDS_RETCODE_OK             copied.
 /// @retval DDS_RETCODE_BAD_PARAMETER  a null argument.
 /// @retval DDS_RETCODE_ERROR          memory ended.
@@ -135,6 +152,8 @@ DDS_API extern DDS_AsyncWaitSetCompletionToken *const DDS_ASYNC_WAITSET_COMPLETI
 DDS_API extern DDS_AsyncWaitSetCompletionToken *const DDS_ASYNC_WAITSET_COMPLETION_TOKEN_USE_IMPLICIT_AND_WAIT;
 
 /// Create a completion token for requests to this wait set; it can be used again and again, for one request at a time.
+/// The token may be a recycled one, whose last request is processed already: a wait on it before its first submission
+/// returns DDS_RETCODE_OK then, and is refused for a new one.
 /// @return the token, or null for a null `self` or when memory ended. The wait set cannot be deleted before the token.
 /// Blocks only for the critical section.
 DDS_API DDS_AsyncWaitSetCompletionToken *DDS_AsyncWaitSet_create_completion_token(DDS_AsyncWaitSet *self);
@@ -149,7 +168,8 @@ DDS_API DDS_ReturnCode_t DDS_AsyncWaitSet_delete_completion_token(DDS_AsyncWaitS
 
 /// Wait until the request that the token was last submitted with is done, and learn its outcome.
 ///
-/// An outcome is told once: waiting again for a request that is done already returns DDS_RETCODE_OK.
+/// An outcome is told once: waiting again for a request that is done already returns DDS_RETCODE_OK, also when the
+/// first wait blocked.
 /// @param completion_token  not null, not one of the two special tokens.
 /// @param timeout           not null; infinite means no limit.
 /// @return the request's outcome once it is done: DDS_RETCODE_OK or the code of what failed in it.
@@ -165,16 +185,22 @@ DDS_API DDS_ReturnCode_t DDS_AsyncWaitSetCompletionToken_wait(DDS_AsyncWaitSetCo
 
 /// Start the pool: create `thread_pool_size` threads.
 ///
-/// Starting a started wait set is a successful no-op that uses no token. A start right after a stop waits until the old
-/// pool is gone. With a token of your own, a start that fails completes it with DDS_RETCODE_ERROR.
+/// Starting a started wait set is a successful no-op that uses no token; it is still started while a stop is pending,
+/// so wait for the stop first. A start after a stop waits until the old threads are gone, joins them with nothing held,
+/// and only then creates new ones. With a token of your own, a start that fails completes it with DDS_RETCODE_ERROR and
+/// the wait set can be deleted; the short form keeps the token that it was lent, and the wait set cannot be deleted any
+/// more.
 /// @param completion_token  not null.
 /// @retval DDS_RETCODE_OK                    started (with the implicit token: and every thread runs).
 /// @retval DDS_RETCODE_BAD_PARAMETER         a null argument.
-/// @retval DDS_RETCODE_PRECONDITION_NOT_MET  the token is in use or foreign; the nesting rule refuses; or, on a pool
-///                                           thread of this wait set or under its critical section, an old pool is
-///                                           still ending.
+/// @retval DDS_RETCODE_PRECONDITION_NOT_MET  the token is in use or foreign; the nesting rule refuses; or, on a thread
+/// of
+///                                           this wait set (one that has left its pool included) or under its critical
+///                                           section, an old pool is still ending.
 /// @retval DDS_RETCODE_ERROR                 a thread or another resource could not be had.
-/// Calls out: the thread factory, with the critical section held; the listener, in the new threads.
+/// Blocks until the threads of a former start have ended.
+/// Calls out: the thread factory, to create with the critical section held, to delete with nothing held; the listener,
+/// in the new threads.
 DDS_API DDS_ReturnCode_t
 DDS_AsyncWaitSet_start_with_completion_token(DDS_AsyncWaitSet *self, DDS_AsyncWaitSetCompletionToken *completion_token);
 /// DDS_AsyncWaitSet_start_with_completion_token, waiting until every pool thread runs.

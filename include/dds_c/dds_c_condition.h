@@ -30,7 +30,9 @@ typedef void (*DDS_ConditionHandler_OnConditionTriggeredCallback)(void *handler_
 /// What a condition runs when it is dispatched.
 typedef struct DDS_ConditionHandler {
     void *handler_data;  ///< Context of the handler, passed back; also the key that orders conditions in a registry.
-    DDS_ConditionHandler_OnConditionTriggeredCallback on_condition_triggered;  ///< May be null: dispatch does nothing.
+    /// May be null: dispatch does nothing then, and says so once; in a started wait set such a condition is dispatched
+    /// again and again as long as it is triggered.
+    DDS_ConditionHandler_OnConditionTriggeredCallback on_condition_triggered;
 } DDS_ConditionHandler;
 
 /// Sequence of condition pointers.
@@ -65,7 +67,8 @@ DDS_API DDS_ReturnCode_t DDS_Condition_dispatch(DDS_Condition *self);
 /// The caller owns it and gives it to DDS_GuardCondition_delete.
 DDS_API DDS_GuardCondition *DDS_GuardCondition_new(void);
 
-/// Delete a guard condition.
+/// Delete a guard condition. Nobody may use it meanwhile or afterwards; that another thread still sets its trigger
+/// value is the caller's fault and is not detected.
 /// @retval DDS_RETCODE_OK                    deleted.
 /// @retval DDS_RETCODE_BAD_PARAMETER         null.
 /// @retval DDS_RETCODE_PRECONDITION_NOT_MET  still attached to a wait set; nothing changed.
@@ -76,6 +79,9 @@ DDS_API DDS_Condition *DDS_GuardCondition_as_condition(DDS_GuardCondition *self)
 
 /// Set the trigger value. Setting a value that the condition already has changes nothing and wakes nobody; when it is
 /// true already this costs one atomic read.
+///
+/// Not async-signal-safe: a signal handler must not call it. Let the handler write to a pipe that a thread reads, or
+/// wait for the signal in a thread (sigwait), and set the value there.
 ///
 /// A producer publishes its data first and sets the value then; a handler clears the value first and takes the data
 /// then. With data behind a mutex nothing is ever missed. A lock-free producer places a sequentially consistent fence

@@ -27,7 +27,8 @@
 ///
 /// Who may wait for whom: a pool thread waits for leadership, for the critical section (held only briefly), for the
 /// barrier (with neither area), and in handlers for what the application does there. Nobody waits for a pool thread
-/// with an area in hand, except start, which joins threads that have acknowledged their stop and touch no area again.
+/// with an area in hand: old threads are joined with nothing held, because what they still do while they end, the
+/// destructors of their thread-local objects, may enter one.
 #ifndef ASYNC_WAIT_SET_LOCKS_HPP
 #define ASYNC_WAIT_SET_LOCKS_HPP
 

@@ -14,15 +14,17 @@ namespace {
 constexpr const char *helpText =
     "usage: demo [--seconds N] [--threads N] [--seed N] [--help]\n"
     "\n"
-    "A publisher process sends sensor data as UDP datagrams on loopback; this process receives them, triggers one\n"
-    "condition per topic, and an asynchronous wait set runs the handlers while it is being reconfigured.\n"
+    "A publisher process sends sensor data as UDP datagrams on loopback; this\n"
+    "process receives them, triggers one condition per topic, and an asynchronous\n"
+    "wait set runs the handlers while it is being reconfigured.\n"
     "\n"
     "  --seconds N  how long data flows, 1 to 3600 (10)\n"
     "  --threads N  pool threads, 1 to 64 (4)\n"
     "  --seed N     of the payloads and the jitter (1)\n"
     "  --help       this text\n"
     "\n"
-    "exit code: 0 all is well; 1 something was lost, ran twice at once or hung; 2 bad option\n";
+    "exit code: 0 all is well; 1 something was lost, ran twice at once or hung;\n"
+    "2 bad option\n";
 
 /// Returns: whether the whole text is a number of the range.
 template <typename Number>
@@ -72,22 +74,28 @@ const char *parseValue(std::string_view name, std::string_view value, Options &o
 ParseResult parseOptions(int count, char **arguments, Options &optionsOut)
 {
     if (count > 0) optionsOut.program = arguments[0];
-    for (int i = 1; i < count; i += 2) {
-        const std::string_view name = arguments[i];
-        if (name == "--help" || name == "-h") {
+    for (int i = 1; i < count; ++i) {
+        const std::string argument = arguments[i];
+        if (argument == "--help" || argument == "-h") {
             std::fputs(helpText, stdout);
             return ParseResult::help;
         }
-        const bool hasValue = i + 1 < count;
+        // The value follows an equals sign or is the next argument.
+        const std::size_t equals = argument.find('=');
+        const std::string name = argument.substr(0, equals);
+        std::string value;
+        if (equals != std::string::npos)
+            value = argument.substr(equals + 1);
+        else if (i + 1 < count)
+            value = arguments[++i];
         bool isKnown = false;
-        const char *expected = parseValue(name, hasValue ? arguments[i + 1] : "", optionsOut, isKnown);
+        const char *expected = parseValue(name, value, optionsOut, isKnown);
         if (!isKnown) {
-            std::fprintf(stderr, "demo: unknown option '%s' (try --help)\n", arguments[i]);
+            std::fprintf(stderr, "demo: unknown option '%s' (try --help)\n", argument.c_str());
             return ParseResult::bad;
         }
         if (expected != nullptr) {
-            std::fprintf(stderr, "demo: %s needs %s, not '%s'\n", arguments[i], expected,
-                         hasValue ? arguments[i + 1] : "");
+            std::fprintf(stderr, "demo: %s needs %s, not '%s'\n", name.c_str(), expected, value.c_str());
             return ParseResult::bad;
         }
     }

@@ -10,6 +10,8 @@
 #include <cstdio>
 #include <string>
 
+#include "Console.hpp"
+
 namespace demo {
 namespace {
 
@@ -22,7 +24,7 @@ double micro(std::int64_t time_ns)
 std::string rate(const TopicInfo &topic)
 {
     std::string text = std::to_string(std::lround(topic.rate_Hz));
-    if (topic.perTime > 1) text += " x " + std::to_string(topic.perTime);
+    if (topic.perTime > 1) text.append("x").append(std::to_string(topic.perTime));
     return text;
 }
 
@@ -46,19 +48,24 @@ std::vector<std::int64_t> sortedDelays(const std::vector<Interval> &waits, const
     return delays;
 }
 
-/// Say what is wrong with a topic.
+/// Say what is wrong with a topic, one line for each fault.
 /// Returns: whether nothing is.
-bool judge(const TopicInfo &topic, const TopicCounts &counts, std::uint64_t lost)
+bool judge(const TopicInfo &topic, const TopicCounts &counts, std::uint64_t lost, bool isComplete)
 {
+    struct Fault {
+        std::uint64_t count;
+        const char *name;
+    };
     const std::uint64_t unhandled = counts.received - std::min(counts.received, counts.handled);
-    const bool isWell = lost == 0 && counts.missing == 0 && counts.overflows == 0 && counts.damaged == 0 &&
-                        unhandled == 0 && counts.mostAtOnce == 1 && counts.received > 0;
-    if (!isWell) {
-        std::fprintf(stderr,
-                     "demo: FAILED: %s: %" PRIu64 " lost on the way, %" PRIu64 " sequence gaps, %" PRIu64
-                     " without room in the queue, %" PRIu64 " damaged or out of order, %" PRIu64
-                     " not handled, %u handlers at once\n",
-                     topic.name, lost, counts.missing, counts.overflows, counts.damaged, unhandled, counts.mostAtOnce);
+    bool isWell = counts.received > 0 || !isComplete;
+    if (!isWell) sayFailed(std::string(topic.name) + ": nothing arrived");
+    for (const Fault &fault :
+         {Fault{lost, "lost on the way"}, Fault{counts.missing, "sequence gaps"},
+          Fault{counts.overflows, "without room in the queue"}, Fault{counts.damaged, "damaged or out of order"},
+          Fault{unhandled, "not handled"}, Fault{counts.mostAtOnce > 1 ? counts.mostAtOnce : 0, "handlers at once"}}) {
+        if (fault.count == 0) continue;
+        sayFailed(std::string(topic.name) + ": " + std::to_string(fault.count) + " " + fault.name);
+        isWell = false;
     }
     return isWell;
 }
@@ -66,25 +73,27 @@ bool judge(const TopicInfo &topic, const TopicCounts &counts, std::uint64_t lost
 }  // namespace
 
 bool reportTopics(const std::vector<TopicCounts> &counts, const PublisherReport &report,
-                  const std::vector<std::vector<Interval>> &pauses)
+                  const std::vector<std::vector<Interval>> &pauses, bool isComplete)
 {
     bool isWell = true;
     std::size_t leftOut = 0;
-    std::printf("\n%-10s %7s %6s %8s %8s %8s %5s %8s %10s %10s %10s\n", "topic", "Hz", "bytes", "sent", "received",
-                "handled", "lost", "at once", "p50 us", "p99 us", "max us");
+    std::printf("\n%-9s %5s %5s %7s %8s %7s %4s %4s %6s %7s %7s\n", "", "", "", "", "", "", "", "at", "p50", "p99",
+                "max");
+    std::printf("%-9s %5s %5s %7s %8s %7s %4s %4s %6s %7s %7s\n", "topic", "Hz", "bytes", "sent", "received", "handled",
+                "lost", "once", "us", "us", "us");
     for (std::size_t topic = 0; topic < topicCount; ++topic) {
         const TopicInfo &info = topics[topic];
         const TopicCounts &count = counts[topic];
         const std::vector<std::int64_t> delays = sortedDelays(count.waits, pauses[topic]);
         leftOut += count.waits.size() - delays.size();
         const std::uint64_t lost = report.sent[topic] - std::min(report.sent[topic], count.received);
-        std::printf("%-10s %7s %6zu %8" PRIu64 " %8" PRIu64 " %8" PRIu64 " %5" PRIu64 " %8u %10.1f %10.1f %10.1f\n",
+        std::printf("%-9s %5s %5zu %7" PRIu64 " %8" PRIu64 " %7" PRIu64 " %4" PRIu64 " %4u %6.0f %7.0f %7.0f\n",
                     info.name, rate(info).c_str(), info.size, report.sent[topic], count.received, count.handled,
                     lost + count.overflows, count.mostAtOnce, micro(percentile(delays, 50)),
                     micro(percentile(delays, 99)), micro(delays.empty() ? 0 : delays.back()));
-        isWell = judge(info, count, lost) && isWell;
+        isWell = judge(info, count, lost, isComplete) && isWell;
     }
-    std::printf("times from trigger to handler, without %zu that fell into a pause: suspended, stopped or detached\n",
+    std::printf("times from trigger to handler, without %zu that fell into a pause:\nsuspended, stopped or detached\n",
                 leftOut);
     return isWell;
 }
@@ -124,10 +133,10 @@ bool CpuTimes::report(unsigned threadCount)
         std::printf("%-18d %10" PRIu64 " %12.3f\n", i, info.id, time_ms);
     }
     const double process_ms = static_cast<double>(_process_ns) / 1e6;
-    std::printf("%-18s %10s %12.3f  of %.3f ms of the whole process; threads of the last start\n", "sum", "", sum_ms,
+    std::printf("%-18s %10s %12.3f  of %.3f ms of the process\n(the threads of the last start)\n", "sum", "", sum_ms,
                 process_ms);
     const bool isWell = length == static_cast<DDS_Long>(threadCount) && sum_ms > 0 && sum_ms <= process_ms;
-    if (!isWell) std::fprintf(stderr, "demo: FAILED: the CPU times of the pool threads cannot be right\n");
+    if (!isWell) sayFailed("the CPU times of the pool threads cannot be right");
     return isWell;
 }
 

@@ -1,5 +1,5 @@
 /// @file
-/// The closing tables of the demonstration, and the verdict.
+/// The closing tables of the demonstration, and what is wrong with what they show. Lines have at most 80 columns.
 #ifndef DEMO_REPORT_HPP
 #define DEMO_REPORT_HPP
 
@@ -14,10 +14,11 @@
 
 namespace demo {
 
-/// Print one row for each topic. Waits that overlap with a pause of the topic are left out of the times.
+/// Print one row for each topic. Waits that overlap with a pause of the topic are left out of the times. In a complete
+/// run something of every topic must have arrived.
 /// Returns: whether every datagram was handled, once, by one handler at a time; otherwise after saying what is wrong.
 bool reportTopics(const std::vector<TopicCounts> &counts, const PublisherReport &report,
-                  const std::vector<std::vector<Interval>> &pauses);
+                  const std::vector<std::vector<Interval>> &pauses, bool isComplete);
 
 void reportThreads(const ThreadTable &threads);
 /// CPU time of the pool threads at one moment, and of the process a moment later.

@@ -148,8 +148,8 @@ void Subscriber::showProgress(const char *event) const
 {
     // What has been handled is read first, so that it is not more than what has been received.
     const std::uint64_t handledNow = handled();
-    std::printf("%6.1f s  received %7" PRIu64 "  handled %7" PRIu64 "  %s\n", elapsed_s(), received(), handledNow,
-                event);
+    std::printf("%6.1f s  received %7" PRIu64 "  handled %7" PRIu64 "%s%s\n", elapsed_s(), received(), handledNow,
+                *event == '\0' ? "" : "  ", event);
     std::fflush(stdout);
 }
 
@@ -222,7 +222,7 @@ bool Subscriber::finish()
 
     std::vector<TopicCounts> counts;
     for (const auto &reader : _readers) counts.push_back(reader->counts());
-    isWell = reportTopics(counts, report, _pauses) && isWell;
+    isWell = reportTopics(counts, report, _pauses, true) && isWell;
     reportThreads(_threads);
     reportRequests(*_requests);
     isWell = _requests->isAllWell() && isWell;

@@ -23,8 +23,10 @@ constexpr const char *helpText =
     "  --seed N     of the payloads and the jitter (1)\n"
     "  --help       this text\n"
     "\n"
-    "exit code: 0 all is well; 1 something was lost, ran twice at once or hung;\n"
-    "2 bad option\n";
+    "Ctrl-C ends the data and prints the summary so far.\n"
+    "\n"
+    "exit code: 0 all is well; 1 something was lost, ran twice at once, hung or\n"
+    "could not be had; 2 bad option; 130 interrupted, all was well so far\n";
 
 /// Returns: whether the whole text is a number of the range.
 template <typename Number>

@@ -47,6 +47,7 @@ struct DatagramHeader {
 struct Acknowledgement {
     std::array<std::uint64_t, topicCount> received;  ///< Datagrams of each topic received so far.
     std::uint64_t isLateTopicWanted;                 ///< Whether the late topic is to be published now.
+    std::uint64_t isEndWanted;                       ///< Whether the publisher is to end before its time.
 };
 
 /// What the publisher writes to the subscriber at its end.

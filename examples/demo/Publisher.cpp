@@ -10,11 +10,12 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <random>
+#include <string>
 #include <vector>
 
+#include "Console.hpp"
 #include "DemoTopics.hpp"
 
 namespace demo {
@@ -23,6 +24,15 @@ namespace {
 constexpr std::int64_t second_ns = 1'000'000'000;
 /// A topic that could not be sent for a while catches up with this much of it.
 constexpr std::int64_t mostCatchUp_ns = second_ns / 5;
+/// When a datagram is tried again for which the system had no room.
+constexpr std::int64_t retry_ns = second_ns / 1000;
+
+/// Whether it is worth trying again, after a failed send.
+bool isPassing(int error)
+{
+    return error == EAGAIN || error == EINTR || error == ENOBUFS || error == ENOMEM ||
+           error == ECONNREFUSED;  // the subscriber is just ending
+}
 
 /// One topic on its way out.
 struct Source {
@@ -34,6 +44,8 @@ struct Source {
     std::int64_t nextDue_ns = 0;  ///< When the next ones are due.
     bool isOn = true;
 
+    /// When there is something to do, if no acknowledgement arrives before.
+    std::int64_t wake_ns(std::int64_t now) const;
     bool hasCredit() const { return sent - acknowledged < window; }
 };
 
@@ -43,10 +55,10 @@ public:
 
     bool open();
     bool run();
-    void report() const;
+    bool report() const;
 
 private:
-    void sendDue(std::size_t topic, std::int64_t now);
+    bool sendDue(std::size_t topic, std::int64_t now);
     void schedule(std::size_t topic, std::int64_t now);
     bool waitUntil(std::int64_t wake_ns);
     bool readAcknowledgement();
@@ -55,7 +67,14 @@ private:
     std::minstd_rand _random;
     std::vector<Source> _sources;
     std::vector<std::byte> _datagram;
+    bool _isEndWanted = false;
 };
+
+std::int64_t Source::wake_ns(std::int64_t now) const
+{
+    if (pending > 0) return hasCredit() ? now + retry_ns : INT64_MAX;
+    return isOn ? nextDue_ns : INT64_MAX;
+}
 
 bool Publisher::open()
 {
@@ -68,7 +87,7 @@ bool Publisher::open()
         source.window = _options.publishTo[topic].window;
         source.socket = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
         if (source.socket < 0 || connect(source.socket, reinterpret_cast<sockaddr *>(&address), sizeof address) != 0) {
-            std::perror("demo publisher: socket");
+            sayFailed(std::string("the publisher's sockets: ") + std::strerror(errno));
             return false;
         }
     }
@@ -86,7 +105,8 @@ void Publisher::schedule(std::size_t topic, std::int64_t now)
         std::max(source.nextDue_ns, now - mostCatchUp_ns) + static_cast<std::int64_t>(period_ns * jitter);
 }
 
-void Publisher::sendDue(std::size_t topic, std::int64_t now)
+/// Returns: false after a message when nothing can be sent any more.
+bool Publisher::sendDue(std::size_t topic, std::int64_t now)
 {
     Source &source = _sources[topic];
     if (source.isOn && source.pending == 0 && source.nextDue_ns <= now) {
@@ -96,9 +116,14 @@ void Publisher::sendDue(std::size_t topic, std::int64_t now)
     for (; source.pending > 0 && source.hasCredit(); --source.pending) {
         _datagram.resize(topics[topic].size);
         fillDatagram(static_cast<std::uint32_t>(topic), source.sent, _options.seed, _datagram);
-        if (send(source.socket, _datagram.data(), _datagram.size(), 0) < 0) return;  // later, then
+        if (send(source.socket, _datagram.data(), _datagram.size(), 0) < 0) {
+            if (isPassing(errno)) return true;  // later, then
+            sayFailed(std::string("sending on loopback: ") + std::strerror(errno));
+            return false;
+        }
         ++source.sent;
     }
+    return true;
 }
 
 /// Returns: false when the subscriber is gone.
@@ -111,6 +136,7 @@ bool Publisher::readAcknowledgement()
     for (std::size_t topic = 0; topic < topicCount; ++topic)
         _sources[topic].acknowledged = acknowledgement.received[topic];
     _sources[lateTopic].isOn = acknowledgement.isLateTopicWanted != 0;
+    _isEndWanted = acknowledgement.isEndWanted != 0;
     return true;
 }
 
@@ -124,6 +150,7 @@ bool Publisher::waitUntil(std::int64_t wake_ns)
     return ready <= 0 || readAcknowledgement();
 }
 
+/// Returns: false when the subscriber is gone, or after a message.
 bool Publisher::run()
 {
     const std::int64_t begin_ns = now_ns();
@@ -134,23 +161,22 @@ bool Publisher::run()
     }
     while (true) {
         const std::int64_t now = now_ns();
-        if (now >= end_ns) return true;
+        if (now >= end_ns || _isEndWanted) return true;
         std::int64_t wake_ns = end_ns;
         for (std::size_t topic = 0; topic < topicCount; ++topic) {
-            sendDue(topic, now);
-            const Source &source = _sources[topic];
-            if (source.isOn && source.pending == 0) wake_ns = std::min(wake_ns, source.nextDue_ns);
+            if (!sendDue(topic, now)) return false;
+            wake_ns = std::min(wake_ns, _sources[topic].wake_ns(now));
         }
         if (!waitUntil(wake_ns)) return false;
     }
 }
 
-void Publisher::report() const
+/// Returns: false when the subscriber is gone.
+bool Publisher::report() const
 {
     PublisherReport report{};
     for (std::size_t topic = 0; topic < topicCount; ++topic) report.sent[topic] = _sources[topic].sent;
-    if (write(STDOUT_FILENO, &report, sizeof report) != static_cast<ssize_t>(sizeof report))
-        std::perror("demo publisher: report");
+    return write(STDOUT_FILENO, &report, sizeof report) == static_cast<ssize_t>(sizeof report);
 }
 
 }  // namespace
@@ -158,9 +184,7 @@ void Publisher::report() const
 int runPublisher(const Options &options)
 {
     Publisher publisher(options);
-    if (!publisher.open() || !publisher.run()) return 1;
-    publisher.report();
-    return 0;
+    return publisher.open() && publisher.run() && publisher.report() ? 0 : 1;
 }
 
 }  // namespace demo

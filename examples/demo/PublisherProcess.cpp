@@ -8,8 +8,10 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdio>
+#include <cstring>
 #include <string>
+
+#include "Console.hpp"
 
 namespace demo {
 namespace {
@@ -28,6 +30,18 @@ void closeEnd(int &descriptor)
         execv(arguments[0], arguments);  // where no /proc is mounted
     }
     _exit(127);
+}
+
+/// What is wrong with the end of the process, from what waitpid says.
+std::string describeEnd(int status)
+{
+    if (WIFSIGNALED(status)) {
+        const int number = WTERMSIG(status);
+        return "was ended by signal " + std::to_string(number) + " (" + strsignal(number) + ")";
+    }
+    const int code = WEXITSTATUS(status);
+    if (code == 127) return "could not be started";
+    return code == 0 ? "ended without a report" : "ended with exit code " + std::to_string(code);
 }
 
 }  // namespace
@@ -59,7 +73,7 @@ bool PublisherProcess::start(const Options &options, const std::vector<Destinati
     int input[2] = {-1, -1};
     int output[2] = {-1, -1};
     if (pipe2(input, O_CLOEXEC) != 0 || pipe2(output, O_CLOEXEC) != 0) {
-        std::perror("demo: pipe");
+        sayFailed(std::string("a pipe to the publisher: ") + std::strerror(errno));
         closeEnd(input[0]);
         closeEnd(input[1]);
         return false;
@@ -71,7 +85,7 @@ bool PublisherProcess::start(const Options &options, const std::vector<Destinati
     _toPublisher = input[1];
     _fromPublisher = output[0];
     if (_process < 0) {
-        std::perror("demo: fork");
+        sayFailed(std::string("the publisher process: ") + std::strerror(errno));
         return false;
     }
     // The receiver never waits for the publisher.
@@ -94,7 +108,11 @@ bool PublisherProcess::finish(PublisherReport &reportOut)
     while (waitpid(_process, &status, 0) < 0 && errno == EINTR) {
     }
     _process = -1;
-    return length == static_cast<ssize_t>(sizeof reportOut) && WIFEXITED(status) && WEXITSTATUS(status) == 0;
+    closeEnd(_fromPublisher);
+    const bool isWell =
+        length == static_cast<ssize_t>(sizeof reportOut) && WIFEXITED(status) && WEXITSTATUS(status) == 0;
+    if (!isWell) sayFailed("the publisher " + describeEnd(status));
+    return isWell;
 }
 
 }  // namespace demo

@@ -9,7 +9,11 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstdio>
+#include <cerrno>
+#include <cstring>
+#include <string>
+
+#include "Console.hpp"
 
 namespace demo {
 namespace {
@@ -24,24 +28,43 @@ std::uint32_t windowFor(int bufferSize, std::size_t datagramSize)
     return static_cast<std::uint32_t>(std::clamp<std::size_t>(static_cast<std::size_t>(bufferSize) / 2 / cost, 2, 256));
 }
 
+sockaddr_in loopback(std::uint16_t port)
+{
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(port);
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    return address;
+}
+
+/// Whether there is a way to loopback; where its interface is down, sockets can be bound to it all the same.
+bool isLoopbackUp()
+{
+    const sockaddr_in address = loopback(1);  // any port: nothing is sent
+    const int descriptor = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    if (descriptor < 0) return true;  // openSocket says why
+    const bool isUp = connect(descriptor, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0;
+    if (!isUp) sayFailed(std::string("127.0.0.1: ") + std::strerror(errno) + "; is the loopback interface up?");
+    close(descriptor);
+    return isUp;
+}
+
 /// Open a socket on loopback.
-/// Returns: -1 after a failure.
+/// Returns: -1 after a message.
 int openSocket(Destination &destinationOut, std::size_t datagramSize)
 {
     const int descriptor = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    if (descriptor < 0) return -1;
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    sockaddr_in address = loopback(0);
     socklen_t length = sizeof address;
     int bufferSize = 1 << 20;
     socklen_t sizeLength = sizeof bufferSize;
     // The system may grant less than what is asked for; what it has granted decides.
-    setsockopt(descriptor, SOL_SOCKET, SO_RCVBUF, &bufferSize, sizeof bufferSize);
-    if (getsockopt(descriptor, SOL_SOCKET, SO_RCVBUF, &bufferSize, &sizeLength) != 0 ||
+    if (descriptor >= 0) setsockopt(descriptor, SOL_SOCKET, SO_RCVBUF, &bufferSize, sizeof bufferSize);
+    if (descriptor < 0 || getsockopt(descriptor, SOL_SOCKET, SO_RCVBUF, &bufferSize, &sizeLength) != 0 ||
         bind(descriptor, reinterpret_cast<sockaddr *>(&address), length) != 0 ||
         getsockname(descriptor, reinterpret_cast<sockaddr *>(&address), &length) != 0) {
-        close(descriptor);
+        sayFailed(std::string("a socket on loopback: ") + std::strerror(errno));
+        if (descriptor >= 0) close(descriptor);
         return -1;
     }
     destinationOut = {ntohs(address.sin_port), windowFor(bufferSize, datagramSize)};
@@ -59,13 +82,11 @@ Receiver::~Receiver()
 
 std::vector<Destination> Receiver::open()
 {
+    if (!isLoopbackUp()) return {};
     std::vector<Destination> destinations(topicCount);
     for (std::size_t topic = 0; topic < topicCount; ++topic) {
         _sockets[topic] = openSocket(destinations[topic], topics[topic].size);
-        if (_sockets[topic] < 0) {
-            std::perror("demo: socket");
-            return {};
-        }
+        if (_sockets[topic] < 0) return {};
     }
     return destinations;
 }
@@ -95,25 +116,31 @@ bool Receiver::drain(std::size_t topic)
     }
 }
 
+/// Returns: whether the publisher has been told.
+bool Receiver::tell(const PublisherProcess &publisher, const Orders &orders) const
+{
+    Acknowledgement acknowledgement{{}, orders.isLateTopicWanted ? 1U : 0U, orders.isEndWanted ? 1U : 0U};
+    for (std::size_t topic = 0; topic < topicCount; ++topic)
+        acknowledgement.received[topic] = _readers[topic]->received();
+    return publisher.acknowledge(acknowledgement);
+}
+
 void Receiver::run(const PublisherProcess &publisher)
 {
     std::array<pollfd, topicCount> polled{};
     for (std::size_t topic = 0; topic < topicCount; ++topic) polled[topic] = {_sockets[topic], POLLIN, 0};
-    bool wasLateTopicWanted = false;
+    Orders told;
     bool isNewsUntold = false;
     while (true) {
         const bool isStopping = _isStopping.load();  // before the last look at the sockets
-        const bool isLateTopicWanted = _isLateTopicWanted.load();
+        const Orders orders{_isLateTopicWanted.load(), _isEndWanted.load()};
         poll(polled.data(), polled.size(), isStopping ? 0 : look_ms);
-        isNewsUntold = isNewsUntold || isLateTopicWanted != wasLateTopicWanted;
+        isNewsUntold = isNewsUntold || orders != told;
         for (std::size_t topic = 0; topic < topicCount; ++topic)
             if (drain(topic)) isNewsUntold = true;
         if (isNewsUntold) {
-            Acknowledgement acknowledgement{{}, isLateTopicWanted ? 1U : 0U};
-            for (std::size_t topic = 0; topic < topicCount; ++topic)
-                acknowledgement.received[topic] = _readers[topic]->received();
-            isNewsUntold = !publisher.acknowledge(acknowledgement);
-            wasLateTopicWanted = isLateTopicWanted;
+            isNewsUntold = !tell(publisher, orders);
+            told = orders;
         }
         if (isStopping) return;
     }

@@ -2,7 +2,8 @@
 /// The receiver thread of the subscriber: takes datagrams from the sockets, gives them to the readers, and tells the
 /// publisher what has arrived.
 ///
-/// Protection: all operations belong to the thread that made the receiver, except `wantLateTopic` (any thread).
+/// Protection: all operations belong to the thread that made the receiver, except the orders to the publisher:
+/// `wantLateTopic` and `wantEnd` (any thread).
 #ifndef DEMO_RECEIVER_HPP
 #define DEMO_RECEIVER_HPP
 
@@ -29,23 +30,35 @@ public:
     Receiver &operator=(const Receiver &) = delete;
 
     /// Open the sockets, on ports that the system chooses.
-    /// Returns: where to publish to; nothing after a message when a socket could not be had.
+    /// Returns: where to publish to; nothing after a message when a socket could not be had or loopback is down.
     std::vector<Destination> open();
 
+    /// Throws: std::system_error when the thread could not be had.
     void start(const PublisherProcess &publisher);
     /// Take what is in the sockets, and end the thread.
     void stop();
 
     /// Whether the late topic is to be published.
     void wantLateTopic(bool isWanted) { _isLateTopicWanted.store(isWanted); }
+    /// The publisher is to end before its time.
+    void wantEnd() { _isEndWanted.store(true); }
 
 private:
+    /// What the publisher is to be told beside the counts.
+    struct Orders {
+        bool isLateTopicWanted = false;
+        bool isEndWanted = false;
+        bool operator==(const Orders &) const = default;
+    };
+
+    bool tell(const PublisherProcess &publisher, const Orders &orders) const;
     void run(const PublisherProcess &publisher);
     bool drain(std::size_t topic);
 
     Readers &_readers;
     std::array<int, topicCount> _sockets{};
     std::atomic<bool> _isLateTopicWanted{false};
+    std::atomic<bool> _isEndWanted{false};
     std::atomic<bool> _isStopping{false};
     std::thread _thread;
 };

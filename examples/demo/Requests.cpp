@@ -2,13 +2,11 @@
 /// See Requests.hpp.
 #include "Requests.hpp"
 
-#include <algorithm>
-
 #include "DemoTopics.hpp"
 
 namespace demo {
 
-bool Requests::run(const std::string &name, const Submit &submit)
+DDS_ReturnCode_t Requests::run(const std::string &name, const Submit &submit)
 {
     constexpr DDS_Duration_t limit{30, 0};
     DDS_AsyncWaitSetCompletionToken *token = DDS_AsyncWaitSet_create_completion_token(_waitSet);
@@ -21,13 +19,8 @@ bool Requests::run(const std::string &name, const Submit &submit)
         const DDS_ReturnCode_t deleted = DDS_AsyncWaitSet_delete_completion_token(_waitSet, token);
         if (retCode == DDS_RETCODE_OK) retCode = deleted;
     }
-    _records.push_back({name, retCode, submitted_ns - begin_ns, done_ns - begin_ns});
-    return retCode == DDS_RETCODE_OK;
-}
-
-bool Requests::isAllWell() const
-{
-    return std::ranges::all_of(_records, [](const RequestRecord &record) { return record.retCode == DDS_RETCODE_OK; });
+    if (retCode == DDS_RETCODE_OK) _records.push_back({name, submitted_ns - begin_ns, done_ns - begin_ns});
+    return retCode;
 }
 
 }  // namespace demo

@@ -14,9 +14,9 @@
 
 namespace demo {
 
+/// A request that was carried out.
 struct RequestRecord {
     std::string name;
-    DDS_ReturnCode_t retCode;   ///< Of the submission, or else of the wait.
     std::int64_t submitted_ns;  ///< How long the submission took.
     std::int64_t done_ns;       ///< How long it took until the request was done.
 };
@@ -28,13 +28,11 @@ public:
     using Submit = std::function<DDS_ReturnCode_t(DDS_AsyncWaitSetCompletionToken *token)>;
 
     /// Submit a request with a token of its own, and wait until it is done.
-    /// Returns: whether it was carried out.
+    /// Returns: OK when it was carried out; otherwise what its submission returned, or else its wait.
     /// Blocks: until then, but not longer than any sane request takes.
-    bool run(const std::string &name, const Submit &submit);
+    DDS_ReturnCode_t run(const std::string &name, const Submit &submit);
 
     const std::vector<RequestRecord> &records() const { return _records; }
-    /// Whether every request was carried out.
-    bool isAllWell() const;
 
 private:
     DDS_AsyncWaitSet *const _waitSet;

@@ -8,7 +8,9 @@
 namespace demo {
 
 /// Start the publisher, receive and handle its data, reconfigure the wait set meanwhile, and report.
-/// Returns: the exit code of the process.
+/// Ends early, with the data handled so far, at the first Ctrl-C; at once, after saying why, when something is missing:
+/// a thread, the publisher, loopback, a request's success, or a reader of standard output.
+/// Returns: the exit code of the process, as the help says.
 int runSubscriber(const Options &options);
 
 }  // namespace demo

@@ -16,6 +16,7 @@ namespace demo {
 class Watchdog {
 public:
     /// Every step must take less than this.
+    /// Throws: std::system_error when the thread could not be had.
     explicit Watchdog(std::chrono::seconds limit);
     ~Watchdog();
     Watchdog(const Watchdog &) = delete;

@@ -44,13 +44,16 @@ DDS_API DDS_ReturnCode_t DDS_WaitSet_delete(DDS_WaitSet *self);
 
 /// Block until the wait ends.
 ///
-/// @param active_conditions  not null; receives the active conditions, growing if it owns its memory.
+/// @param active_conditions  not null; receives the active conditions. One that owns its memory and has no room for
+///                           them grows at once to the number of attached conditions, or to its own bound if that is
+///                           lower; if memory is short, to the number of active ones.
 /// @param timeout            not null, not negative, well-formed; infinite means no limit.
 /// @retval DDS_RETCODE_OK                    ended by events; the sequence is not empty.
 /// @retval DDS_RETCODE_TIMEOUT               the time has passed and nothing is active; the sequence is empty.
 /// @retval DDS_RETCODE_BAD_PARAMETER         a null or malformed argument.
 /// @retval DDS_RETCODE_PRECONDITION_NOT_MET  another thread waits on this wait set.
-/// @retval DDS_RETCODE_OUT_OF_RESOURCES      the sequence could not be grown; everything stays active.
+/// @retval DDS_RETCODE_OUT_OF_RESOURCES      the sequence has no room for what is active, and could not be grown;
+///                                           everything stays active.
 /// Blocks.
 DDS_API DDS_ReturnCode_t DDS_WaitSet_wait(DDS_WaitSet *self, struct DDS_ConditionSeq *active_conditions,
                                           const struct DDS_Duration_t *timeout);

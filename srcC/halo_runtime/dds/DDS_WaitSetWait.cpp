@@ -6,12 +6,17 @@
 /// wakes it when all locks have been released. So a waiter is woken at most once for each sleep, and never for an event
 /// that does not end its wait.
 ///
-/// Protection: the wait set's event mutex; the wait state belongs to the thread that waits.
+/// What is active goes into the caller's sequence under that mutex. Nothing is printed there: a sequence without room
+/// grows, or says why it cannot, while the mutex is released, and then everything is looked at again.
+///
+/// Protection: the wait set's event mutex; the wait state and the sequence belong to the thread that waits.
 #include <algorithm>
+#include <optional>
 #include <utility>
 
 #include "../vesk/VESKInlineListView.pkg.hpp"
 #include "../zyl/ZYLTime.pkg.h"
+#include "DDS_ConditionSeq.hpp"
 #include "DDS_Duration.pkg.h"
 #include "DDS_Log.hpp"
 #include "DDS_WaitSet.hpp"
@@ -55,38 +60,76 @@ void sleepUntil(DDS_WaitSet *self, std::int64_t deadline_ns) ZYL_REQUIRES(self->
     self->_sleeper = nullptr;
 }
 
+/// Until when a wait lasts if nothing ends it.
+struct TimeLimit {
+    std::int64_t timeout_ns;
+    std::optional<std::int64_t>
+        deadline_ns;  ///< Unknown until it is needed: many waits end without a look at the clock.
+};
+
 /// Sleep until the wait ends.
 /// Returns: whether it ends with something active.
 /// Blocks.
-bool sleepUntilEnd(DDS_WaitSet *self, std::int64_t timeout_ns) ZYL_REQUIRES(self->_eventMutex)
+bool sleepUntilEnd(DDS_WaitSet *self, TimeLimit *limit) ZYL_REQUIRES(self->_eventMutex)
 {
-    if (hasEnoughEvents(self)) return true;  // Without looking at the clock.
-    const std::int64_t timeoutDeadline_ns = ZYLTime_deadline_ns(ZYLPlatform_now_ns(), timeout_ns);
+    if (hasEnoughEvents(self)) return true;
+    if (!limit->deadline_ns) limit->deadline_ns = ZYLTime_deadline_ns(ZYLPlatform_now_ns(), limit->timeout_ns);
     while (!hasEnoughEvents(self)) {
         const std::int64_t now_ns = ZYLPlatform_now_ns();
         if (now_ns >= collectDeadline_ns(self)) return true;
-        if (now_ns >= timeoutDeadline_ns) return firstActive(self) != nullptr;
-        sleepUntil(self, std::min(collectDeadline_ns(self), timeoutDeadline_ns));
+        if (now_ns >= *limit->deadline_ns) return firstActive(self) != nullptr;
+        sleepUntil(self, std::min(collectDeadline_ns(self), *limit->deadline_ns));
     }
     return true;
 }
 
-/// Copy the active conditions into the sequence, growing it at once to what it can ever need.
-/// Returns: false when it cannot be grown.
+/// Give the sequence room for what is active, and at once for all that ever can be: as much of that as it may hold, or
+/// nothing beyond what is active if memory is short. The event mutex is released meanwhile.
+/// Returns: false when there is no room to be had.
+bool makeRoom(DDS_WaitSet *self, DDS_ConditionSeq *conditions) ZYL_REQUIRES(self->_eventMutex)
+{
+    const DDS_Long active = self->_active._size;
+    const DDS_Long attached = self->_attachedCount;
+    ZYLPlatform_unlock(self->_eventMutex);
+    const DDS_Long wanted = std::max(active, DDS_ConditionSeq_boundI(conditions, attached));
+    bool hasRoom = DDS_ConditionSeq_ensure_length(conditions, active, wanted) != DDS_BOOLEAN_FALSE;
+    if (!hasRoom && wanted > active && DDS_ConditionSeq_canGrowI(conditions))
+        hasRoom = DDS_ConditionSeq_ensure_length(conditions, active, active) != DDS_BOOLEAN_FALSE;
+    ZYLPlatform_lock(self->_eventMutex);
+    return hasRoom;
+}
+
+/// Copy the active conditions into the sequence, which has room for them.
+/// Returns: false when a place for one is missing in it.
 bool fillIn(const DDS_WaitSet *self, DDS_ConditionSeq *conditions) ZYL_REQUIRES(self->_eventMutex)
 {
-    if (DDS_ConditionSeq_ensure_length(conditions, self->_active._size, self->_attachedCount) == DDS_BOOLEAN_FALSE)
-        return false;
+    const auto length = static_cast<DDS_UnsignedLong>(self->_active._size);
+    if (DDS_ConditionSeq_set_length(conditions, length) == DDS_BOOLEAN_FALSE) return false;
     DDS_Condition_ptr *const elements = DDS_ConditionSeq_get_contiguous_bufferI(conditions);
+    DDS_Condition_ptr **const places = DDS_ConditionSeq_get_discontiguous_bufferI(conditions);
     DDS_Long i = 0;
     for (const DDS_WaitSetAttachment *attachment : Active{self->_active}) {
-        DDS_Condition_ptr *const element =
-            elements != nullptr ? &elements[i] : DDS_ConditionSeq_get_reference(conditions, i);
+        DDS_Condition_ptr *const element = elements != nullptr ? &elements[i] : places[i];
         if (element == nullptr) return false;
         *element = attachment->_condition;
         ++i;
     }
     return true;
+}
+
+/// How a wait ends.
+enum class End { timeOut, reported, noRoom };
+
+/// Sleep until the wait ends, and copy what is active then into the sequence.
+/// Blocks.
+End waitAndFillIn(DDS_WaitSet *self, DDS_ConditionSeq *conditions, TimeLimit limit) ZYL_REQUIRES(self->_eventMutex)
+{
+    while (sleepUntilEnd(self, &limit)) {
+        if (DDS_ConditionSeq_hasRoomI(conditions, self->_active._size))
+            return fillIn(self, conditions) ? End::reported : End::noRoom;
+        if (!makeRoom(self, conditions)) return End::noRoom;
+    }
+    return End::timeOut;
 }
 
 /// Make the fresh attachments due; they stay where they are in the list.
@@ -162,14 +205,14 @@ DDS_ReturnCode_t DDS_WaitSet_waitI(DDS_WaitSet *self, struct DDS_ConditionSeq *a
         return DDS_REFUSED(DDS_RETCODE_PRECONDITION_NOT_MET, "another wait is in progress on this wait set");
     }
     handoffWrite(self->_waitState, DDS_WAIT_SET_WAITING);
-    const bool isActive = sleepUntilEnd(self, DDS_Duration_to_ns(timeout));
-    const bool isReported = isActive && fillIn(self, active_conditions);
-    if (isReported) makeAllDue(self);
-    handoffWrite(self->_waitState, isReported ? DDS_WAIT_SET_WOKEN : DDS_WAIT_SET_IDLE);
+    const End end = waitAndFillIn(self, active_conditions, {DDS_Duration_to_ns(timeout), std::nullopt});
+    if (end == End::reported) makeAllDue(self);
+    handoffWrite(self->_waitState, end == End::reported ? DDS_WAIT_SET_WOKEN : DDS_WAIT_SET_IDLE);
     ZYLPlatform_unlock(self->_eventMutex);
 
-    if (isReported) return DDS_RETCODE_OK;
-    if (isActive) return DDS_FAILED(DDS_RETCODE_OUT_OF_RESOURCES, "ensure length of active conditions sequence");
+    if (end == End::reported) return DDS_RETCODE_OK;
+    if (end == End::noRoom)
+        return DDS_FAILED(DDS_RETCODE_OUT_OF_RESOURCES, "ensure length of active conditions sequence");
     if (DDS_ConditionSeq_set_length(active_conditions, 0) == DDS_BOOLEAN_FALSE)
         return DDS_FAILED(DDS_RETCODE_ERROR, "set length of active conditions sequence");
     return DDS_RETCODE_TIMEOUT;

@@ -7,6 +7,7 @@
 #include <new>
 
 #include "../zyl/ZYLOsapiHeap.pkg.h"
+#include "DDS_ConditionSeq.hpp"
 #include "DDS_Duration.pkg.h"
 #include "DDS_Log.hpp"
 #include "DDS_WaitSet.pkg.h"
@@ -103,8 +104,16 @@ DDS_ReturnCode_t DDS_WaitSet_get_conditions(DDS_WaitSet *self, struct DDS_Condit
     if (self == nullptr) return DDS_BAD_PARAMETER(DDS_RETCODE_BAD_PARAMETER, self);
     if (attached_conditions == nullptr) return DDS_BAD_PARAMETER(DDS_RETCODE_BAD_PARAMETER, attached_conditions);
 
-    const int count = DDS_WaitSet_start_conditions_iteratorI(self, 0);
-    bool isFilled = DDS_ConditionSeq_ensure_length(attached_conditions, count, count) != DDS_BOOLEAN_FALSE;
+    int count = DDS_WaitSet_start_conditions_iteratorI(self, 0);
+    bool isFilled = true;
+    while (isFilled && !DDS_ConditionSeq_hasRoomI(attached_conditions, count)) {
+        // Not during the walk: a sequence that cannot grow says so, and no sink is called under the attach mutex.
+        DDS_WaitSet_end_conditions_iteratorI(self);
+        isFilled = DDS_ConditionSeq_ensure_length(attached_conditions, count, count) != DDS_BOOLEAN_FALSE;
+        count = DDS_WaitSet_start_conditions_iteratorI(self, 0);
+    }
+    isFilled = isFilled && DDS_ConditionSeq_set_length(attached_conditions, static_cast<DDS_UnsignedLong>(count)) !=
+                               DDS_BOOLEAN_FALSE;
     for (DDS_Long i = 0; isFilled && i < count; ++i) {
         DDS_Condition_ptr *const element = DDS_ConditionSeq_get_reference(attached_conditions, i);
         isFilled = element != nullptr;

@@ -46,7 +46,8 @@ DDS_API extern int ZYLLog_g_preconditionDetected;
 /// Is called at every precondition failure, printed or not; a place for a breakpoint.
 DDS_API void ZYLLog_onAssertBreakpoint(void);
 
-/// One printed message, as an application sink receives it. All pointers are valid only during the call.
+/// One printed message, as an application sink receives it. All pointers are valid only during the call. A text of more
+/// than 2047 characters is cut and ends in three dots; that of a trace line, in three dots and a newline.
 typedef struct ZYLLogRecord {
     uint32_t level;                ///< One of the ZYL_LOG_LEVEL bits.
     uint32_t module;               ///< 0xF0000 for messages of the wait set, 0 for trace lines.
@@ -58,13 +59,17 @@ typedef struct ZYLLogRecord {
 } ZYLLogRecord;
 
 /// An application sink. It may be called from any thread, from several at once, and with locks of the library held:
-/// it must not call the library.
+/// it must call nothing of the library.
 typedef void (*ZYLLogSink)(void *sink_data, const ZYLLogRecord *record);
 
 /// Install a sink that receives every printed message instead of standard error; null brings the default back.
 ///
-/// The default sink writes whole lines to standard error, one write each: level, function, message. What a thread
-/// prints is kept until its newline, so that the two prints of a trace line come out as one line.
+/// The default sink writes whole lines to standard error: level, function, message. A line is one write, however long
+/// it is; one that memory does not suffice for is cut and ends in three dots. What a function prints is kept until its
+/// newline, so that the two prints of a trace line come out as one line.
+///
+/// The application's sink receives each print by itself. It must call nothing of the library: messages are also printed
+/// inside the critical section of a wait set, and an operation called there may wait for ever.
 ///
 /// The sink must stay callable until it has been replaced and every call that may still be printing has returned.
 /// @param sink       the function, or null.

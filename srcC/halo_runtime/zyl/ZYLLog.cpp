@@ -1,8 +1,9 @@
 /// @file
 /// The log's switches and its three print operations.
 ///
-/// A message is finished in a buffer on the stack: printing allocates nothing. A text that is longer than the buffer is
-/// cut and ends in three dots.
+/// A text is finished in a buffer on the stack, so that memory that has ended can be reported. One that is longer than
+/// the buffer is cut and ends in three dots, and in a newline where newlines are part of the text: whether the whole
+/// text would have ended its line cannot be told any more, and the next one must not become part of it.
 ///
 /// Protection: thread-safe, no lock. Calls out: the application's sink.
 #include <cstdarg>
@@ -27,13 +28,15 @@ constexpr std::size_t textSize = 2048;
 struct Text {
     char characters[textSize];
 
-    void format(const char *format, va_list arguments)
+    /// `cutEnd` is how a text ends that is cut.
+    template <std::size_t size>
+    void format(const char *format, va_list arguments, const char (&cutEnd)[size])
     {
         const int length = std::vsnprintf(characters, sizeof characters, format, arguments);
         if (length < 0)
             characters[0] = '\0';
         else if (static_cast<std::size_t>(length) >= sizeof characters)
-            std::memcpy(characters + sizeof characters - 4, "...", 4);
+            std::memcpy(characters + sizeof characters - size, cutEnd, size);
     }
 };
 
@@ -45,7 +48,7 @@ void ZYLLogMessage_printWithParams(int, uint32_t level, uint32_t module, const c
     Text text;
     va_list arguments;
     va_start(arguments, message);
-    text.format(message->format, arguments);
+    text.format(message->format, arguments, "...");
     va_end(arguments);
     ZYLLogSink_deliver({level, module, file, line, function, message->name, text.characters}, true);
 }
@@ -56,7 +59,7 @@ void ZYLLogParamString_printWithParams(int, uint32_t level, uint32_t module, con
     Text text;
     va_list arguments;
     va_start(arguments, format);
-    text.format(format, arguments);
+    text.format(format, arguments, "...\n");
     va_end(arguments);
     ZYLLogSink_deliver({level, module, file, line, function, format, text.characters}, false);
 }

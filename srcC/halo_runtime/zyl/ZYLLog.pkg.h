@@ -19,11 +19,13 @@ extern "C" {
 /// Instrument id in the head of catalog messages.
 #define ZYL_LOG_INSTRUMENT_NONE (-1)
 
-/// Print a catalog message with the values of its placeholders. A newline is added.
+/// Print a catalog message with the values of its placeholders. A newline is added. A text of more than 2047 characters
+/// is cut and ends in three dots.
 void ZYLLogMessage_printWithParams(int instrument, uint32_t level, uint32_t module, const char *file, int line,
                                    const char *function, const struct ZYLLogTemplate *message, ...);
 
-/// Print a printf format as it stands; the text holds its own newline.
+/// Print a printf format as it stands; the text holds its own newline. One of more than 2047 characters is cut and ends
+/// in three dots and a newline.
 void ZYLLogParamString_printWithParams(int instrument, uint32_t level, uint32_t module, const char *file, int line,
                                        const char *function, const char *format, ...)
 #ifdef __GNUC__

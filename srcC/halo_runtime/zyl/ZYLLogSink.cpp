@@ -7,9 +7,10 @@
 /// under a reader. The order follows from the pair's own accesses: who sees a new half of the pair sees the odd number
 /// that was written before it, because each half is stored with release and loaded with acquire.
 ///
-/// The default sink keeps what a thread prints until its newline, in the thread's own storage, and writes the line with
-/// one call (standard error is not buffered: one call is one write). What a thread leaves unfinished is written when it
-/// ends.
+/// The default sink keeps what a thread prints until its newline, in the thread's own storage or, once the line has
+/// outgrown that, in a block of the heap, and writes the line with one call (standard error is not buffered: one call
+/// is one write). Memory that ends costs the rest of the line, never its newline. What a thread leaves unfinished is
+/// written when it ends, or when it prints something that is no part of it.
 ///
 /// Protection: thread-safe, no lock. Calls out: the application's sink.
 #include "ZYLLogSink.hpp"
@@ -17,8 +18,10 @@
 #include <atomic>
 #include <cstdio>
 #include <cstring>
+#include <string_view>
 
 #include "../platform/Platform.hpp"
+#include "ZYLOsapiHeap.pkg.h"
 
 namespace {
 
@@ -42,95 +45,114 @@ SinkPair currentSink()
     }
 }
 
-/// What a thread has printed of its current line.
+/// How a line ends, and how one that memory was too short for. Each buffer has room for either behind its text.
+constexpr std::string_view lineEnd = "\n";
+constexpr std::string_view cutLineEnd = "...\n";
+
+/// What a thread has printed of its current line. All zero: nothing.
 struct LineBuffer {
-    std::size_t used;  ///< Not 0: the thread's exit writes the rest.
-    bool hasWritten;   ///< A first part of the line, too long for the buffer, is out.
-    char text[512 - sizeof(std::size_t) - sizeof(bool)];
+    std::size_t used;       ///< Not 0: the thread's exit writes the rest.
+    const char *function;   ///< Who prints the line; only compared.
+    char *block;            ///< Holds the line when it has outgrown `text`; else null.
+    std::size_t blockSize;  ///< Of the block.
+    bool isCut;             ///< Memory has ended: the rest of the line is left out.
+    char text[512 - 2 * sizeof(std::size_t) - 2 * sizeof(char *) - sizeof(bool)];
 };
 
-void writeOut(const char *text, std::size_t size)
+char *textOf(LineBuffer &line)
 {
-    static_cast<void>(std::fwrite(text, 1, size, stderr));
+    return line.block != nullptr ? line.block : line.text;
 }
 
-void flush(LineBuffer &line)
+/// How much of a line the present buffer holds.
+std::size_t capacityOf(const LineBuffer &line)
 {
-    writeOut(line.text, line.used);
+    return (line.block != nullptr ? line.blockSize : sizeof line.text) - cutLineEnd.size();
+}
+
+/// Move the line to a block that holds so much and as much again. Returns: false, and nothing changed, without memory.
+bool grow(LineBuffer &line, std::size_t size)
+{
+    const std::size_t blockSize = 2 * size + cutLineEnd.size();
+    char *const block = ZYLOsapiHeap_allocateArray<char>(blockSize, "log line");
+    if (block == nullptr) return false;
+    std::memcpy(block, textOf(line), line.used);
+    ZYLOsapiHeap_freeArray(line.block);
+    line.block = block;
+    line.blockSize = blockSize;
+    return true;
+}
+
+void append(LineBuffer &line, std::string_view part)
+{
+    if (line.isCut) return;
+    if (part.size() > capacityOf(line) - line.used && !grow(line, line.used + part.size())) {
+        part = part.substr(0, capacityOf(line) - line.used);
+        line.isCut = true;
+    }
+    std::memcpy(textOf(line) + line.used, part.data(), part.size());
+    line.used += part.size();
+}
+
+/// Write the line, and begin a new one.
+void finish(LineBuffer &line)
+{
+    const std::string_view end = line.isCut ? cutLineEnd : lineEnd;
+    std::memcpy(textOf(line) + line.used, end.data(), end.size());
+    static_cast<void>(std::fwrite(textOf(line), 1, line.used + end.size(), stderr));
+    ZYLOsapiHeap_freeArray(line.block);
     line.used = 0;
+    line.block = nullptr;
+    line.isCut = false;
 }
 
-void flushAtExit(void *block)
+void finishAtExit(void *block)
 {
-    auto *line = static_cast<LineBuffer *>(block);
-    if (line->used < sizeof line->text) line->text[line->used++] = '\n';
-    flush(*line);
+    finish(*static_cast<LineBuffer *>(block));
 }
 
 /// The calling thread's line, or null when the storage of a thread is used up.
 LineBuffer *currentLine()
 {
-    static const platform::ThreadKey key = ZYLPlatform_createThreadKey(sizeof(LineBuffer), flushAtExit);
+    static const platform::ThreadKey key = ZYLPlatform_createThreadKey(sizeof(LineBuffer), finishAtExit);
     return key != platform::noThreadKey ? static_cast<LineBuffer *>(ZYLPlatform_threadBlock(key)) : nullptr;
 }
 
-/// Append; a line that is too long goes out in parts.
-void append(LineBuffer &line, const char *text, std::size_t size)
+/// Append a part of a line; the first one comes behind the line's head.
+void addPart(LineBuffer &line, const ZYLLogRecord &record, std::string_view part)
 {
-    while (size > 0) {
-        if (line.used == sizeof line.text) {
-            flush(line);
-            line.hasWritten = true;
-        }
-        const std::size_t room = sizeof line.text - line.used;
-        const std::size_t part = size < room ? size : room;
-        std::memcpy(line.text + line.used, text, part);
-        line.used += part;
-        text += part;
-        size -= part;
+    if (line.used == 0) {
+        char head[160];
+        const int length = std::snprintf(head, sizeof head, "[%X] %s: ", record.level, record.function);
+        const auto size = static_cast<std::size_t>(length > 0 ? length : 0);
+        append(line, {head, size < sizeof head ? size : sizeof head - 1});
+        line.function = record.function;
     }
+    append(line, part);
 }
 
-void appendHead(LineBuffer &line, const ZYLLogRecord &record)
+/// Add a text to the line, and write what it completes. A line goes on with what the same function prints next: a
+/// message, or another function, begins a new one.
+void addText(LineBuffer &line, const ZYLLogRecord &record, bool isLine)
 {
-    char head[160];
-    const int length = std::snprintf(head, sizeof head, "[%X] %s: ", record.level, record.function);
-    if (length <= 0) return;
-    const auto size = static_cast<std::size_t>(length);
-    append(line, head, size < sizeof head ? size : sizeof head - 1);
-}
-
-/// Add one line, or a part of one, that ends in a newline if it is complete.
-void addPart(LineBuffer &line, const ZYLLogRecord &record, const char *text, std::size_t size, bool isComplete)
-{
-    if (line.used == 0 && !line.hasWritten) appendHead(line, record);
-    append(line, text, size);
-    if (!isComplete) return;
-    flush(line);
-    line.hasWritten = false;
+    if (line.used != 0 && (isLine || line.function != record.function)) finish(line);
+    std::string_view rest = record.text;
+    for (std::size_t end = rest.find('\n'); end != std::string_view::npos; end = rest.find('\n')) {
+        addPart(line, record, rest.substr(0, end));
+        finish(line);
+        rest.remove_prefix(end + 1);
+    }
+    if (isLine || !rest.empty()) addPart(line, record, rest);
+    if (isLine) finish(line);
 }
 
 void printToStandardError(const ZYLLogRecord &record, bool isLine)
 {
-    LineBuffer ownLine;
-    LineBuffer *line = currentLine();
-    if (line == nullptr) {  // Without storage there is nowhere to keep an unfinished line: it goes out as it is.
-        ownLine.used = 0;
-        ownLine.hasWritten = false;
-        line = &ownLine;
-    }
-    const char *text = record.text;
-    for (const char *end = std::strchr(text, '\n'); end != nullptr; end = std::strchr(text, '\n')) {
-        addPart(*line, record, text, static_cast<std::size_t>(end + 1 - text), true);
-        text = end + 1;
-    }
-    if (isLine) {
-        addPart(*line, record, text, std::strlen(text), false);
-        addPart(*line, record, "\n", 1, true);
-    } else if (*text != '\0') {
-        addPart(*line, record, text, std::strlen(text), false);
-    }
-    if (line == &ownLine && ownLine.used != 0) flush(ownLine);
+    LineBuffer *const line = currentLine();
+    if (line != nullptr) return addText(*line, record, isLine);
+    LineBuffer ownLine = {};  // Without storage there is nowhere to keep an unfinished line: it ends here.
+    addText(ownLine, record, isLine);
+    if (ownLine.used != 0) finish(ownLine);
 }
 
 }  // namespace

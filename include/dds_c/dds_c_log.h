@@ -30,18 +30,26 @@ extern "C" {
 /// Bit of the asynchronous wait set in the submodule mask.
 #define DDS_SUBMODULE_MASK_ASYNC_WAITSET 0x800u
 
-/// Level bits that are printed; 0x3 (precondition failures and warnings) at start. The application may set it at any
-/// time; threads that already run may see the change a moment later.
+/// Level bits that are printed; 0x3 (precondition failures and warnings) at start. The application may write it while
+/// no other thread is in the library; later it calls `DDSLog_setInstrumentationMask`.
 DDS_API extern uint32_t DDSLog_g_instrumentationMask;
-/// Submodule bits that are printed; all at start. Same rules as `DDSLog_g_instrumentationMask`.
+/// Submodule bits that are printed; all at start. Written while no other thread is in the library.
 DDS_API extern uint32_t DDSLog_g_submoduleMask;
 /// Category masks, indexed by level; a worker whose activity context shares a bit with the entry of level 2 prints the
 /// two messages about a leadership that could not be taken or given up even when the gate is shut. All 0 at start.
+/// Written while no other thread is in the library.
 DDS_API extern uint32_t ZYLLog_g_categoryMask[8];
-/// When not 0, a precondition failure sets `ZYLLog_g_preconditionDetected`. Set by the application.
+/// When not 0, a precondition failure sets `ZYLLog_g_preconditionDetected`. Written while no other thread is in the
+/// library.
 DDS_API extern int ZYLLog_g_detectPrecondition;
-/// Set to 1 by a precondition failure while `ZYLLog_g_detectPrecondition` is not 0; cleared by the application.
+/// Set to 1 by a precondition failure while `ZYLLog_g_detectPrecondition` is not 0. Read and cleared by the application
+/// while no other thread is in the library.
 DDS_API extern int ZYLLog_g_preconditionDetected;
+
+/// Set the level bits that are printed. Other threads may be in the library; they see the change a moment later.
+/// @param levels  ZYL_LOG_LEVEL bits; 0 prints nothing.
+/// Thread-safe; does not block.
+DDS_API void DDSLog_setInstrumentationMask(uint32_t levels);
 
 /// Is called at every precondition failure, printed or not; a place for a breakpoint.
 DDS_API void ZYLLog_onAssertBreakpoint(void);

@@ -33,9 +33,10 @@ static void useLog(void)
     CHECK(records == 1);
     const uint32_t levels = DDSLog_g_instrumentationMask;
     CHECK(levels == 0x3);
-    DDSLog_g_instrumentationMask = 0;
+    DDSLog_setInstrumentationMask(0);
+    CHECK(DDSLog_g_instrumentationMask == 0);
     CHECK(DDS_Condition_dispatch(NULL) == DDS_RETCODE_BAD_PARAMETER);
-    DDSLog_g_instrumentationMask = levels;
+    DDSLog_setInstrumentationMask(levels);
     CHECK(DDSLog_g_submoduleMask == 0xFFFFFFFF);
     CHECK(ZYLLog_g_categoryMask[2] == 0);
     CHECK(records == 1);

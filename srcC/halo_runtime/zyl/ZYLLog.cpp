@@ -1,5 +1,5 @@
 /// @file
-/// The log's switches and its three print operations.
+/// The log's switches, the operation that sets one, and its three print operations.
 ///
 /// A text is finished in a buffer on the stack, so that memory that has ended can be reported. One that is longer than
 /// the buffer is cut and ends in three dots, and in a newline where newlines are part of the text: whether the whole
@@ -12,6 +12,7 @@
 
 #include "ZYLLog.pkg.h"
 #include "ZYLLogSink.hpp"
+#include "ZYLShared.pkg.hpp"
 
 uint32_t DDSLog_g_instrumentationMask = ZYL_LOG_LEVEL_PRECONDITION | ZYL_LOG_LEVEL_WARNING;
 uint32_t DDSLog_g_submoduleMask = UINT32_MAX;
@@ -41,6 +42,11 @@ struct Text {
 };
 
 }  // namespace
+
+void DDSLog_setInstrumentationMask(uint32_t levels)
+{
+    sharedWrite(DDSLog_g_instrumentationMask, levels);
+}
 
 void ZYLLogMessage_printWithParams(int, uint32_t level, uint32_t module, const char *file, int line,
                                    const char *function, const struct ZYLLogTemplate *message, ...)

@@ -45,8 +45,8 @@ DDS_API struct DDS_AsyncWaitSetThreadPoolStats *DDS_AsyncWaitSetThreadPoolStats_
 /// Fill the record: one element for every pool thread of a started wait set, none (but room for them) otherwise.
 ///
 /// Failures are only logged; then the record holds what it held. A second call on the same record allocates nothing.
-/// Thread-safe; enters the critical section and does not wait for the pool threads. A thread that a custom factory
-/// made is not known here: its element keeps what it held.
+/// Thread-safe; enters the critical section and does not wait for the pool threads. The CPU time of a thread
+/// that a custom factory made cannot be read: its element keeps what it held, zero in a fresh record.
 DDS_API void DDS_AsyncWaitSet_get_thread_pool_statsI(DDS_AsyncWaitSet *self,
                                                      struct DDS_AsyncWaitSetThreadPoolStats *poolStats);
 

@@ -59,8 +59,8 @@ struct SequenceModel {
         if (wanted > 0 && !heap.canHold(wanted)) return false;
         places.resize(wanted);
         length = std::min(length, wanted);
-        // A fresh buffer: only elements are carried over, not what lay behind them.
-        for (std::uint32_t i = length; i < wanted; ++i) places[i].reset();
+        // A fresh buffer: only elements are carried over, and what lies behind them is zero.
+        for (std::uint32_t i = length; i < wanted; ++i) places[i] = 0;
         maximum = wanted;
         layout = wanted > 0 ? Layout::owned : Layout::none;
         return true;

@@ -85,9 +85,11 @@ DDS_API extern const struct DDS_TypeDeallocationParams_t DDS_TYPE_DEALLOCATION_P
 /// |---|---|
 /// | `initialize` | the empty, owned state, whatever the record held |
 /// | `finalize` | the same as `set_maximum(self, 0)`; fails while a buffer is lent |
-/// | `get_maximum`, `set_maximum` | capacity; setting reallocates to exactly this size and truncates |
+/// | `get_maximum`, `set_maximum` | capacity; setting reallocates to exactly this size and truncates; the new array |
+/// | | is zero behind the elements |
 /// | `set_absolute_maximum` | upper bound of the capacity; not below the present one |
-/// | `get_length`, `set_length` | number of elements; growing beyond the capacity reallocates to exactly the length |
+/// | `get_length`, `set_length` | number of elements; growing beyond the capacity reallocates to exactly the length; |
+/// | | within it nothing is cleared: an element that is added is what its place held |
 /// | `ensure_length` | length, growing to the given maximum when needed |
 /// | `get` | the element by value; logs a bad index and reads element 0 then (a zero element when there is none); |
 /// | | `self` is not tested for null |

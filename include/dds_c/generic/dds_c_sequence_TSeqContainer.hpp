@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <type_traits>
 
 #include "dds_c_sequence_TSeq.h"
@@ -87,6 +88,14 @@ struct DDS_SequenceContainer {
         return byteCount(count) != INT32_MAX ? ZYLOsapiHeap_allocateArray<T>(count, "T") : nullptr;
     }
 
+    /// Copy the elements that are kept into a fresh buffer and clear the places behind them, so that an element that
+    /// nobody writes is zero and not what the memory was used for before.
+    static void fillBuffer(T *buffer, DDS_UnsignedLong maximum, const T *oldBuffer, DDS_UnsignedLong keep)
+    {
+        if (keep > 0) std::memcpy(buffer, oldBuffer, keep * sizeof(T));
+        if (maximum > keep) std::memset(static_cast<void *>(buffer + keep), 0, (maximum - keep) * sizeof(T));
+    }
+
     // -- Life, and the invariants. ------------------------------------------------------------------------------------
 
     static DDS_Boolean initialize(Seq *self, const char *operation)
@@ -140,7 +149,7 @@ struct DDS_SequenceContainer {
             return SEQ_ASSERT(no, "inconsistent buffer state");
         }
         T *oldBuffer = self->_contiguous_buffer;
-        if (keep > 0) std::copy_n(oldBuffer, keep, buffer);
+        fillBuffer(buffer, maximum, oldBuffer, keep);
         self->_contiguous_buffer = buffer;
         self->_maximum = maximum;
         self->_length = keep;

@@ -11,7 +11,7 @@
 Inside srcC/halo_utility the same once more, by subject (see SUBJECTS): a subject includes and calls those below it, so
 that the folder reads downwards and nothing calls back up. Calls are found by name, whatever header declares them.
 
-Besides: public headers include each other, <stdint.h> and <stddef.h>; an .hpp under srcC stays in its folder, unless it
+Besides: public headers include each other, <stdint.h> and <stddef.h>, those for C++ alone what its library has; an .hpp under srcC stays in its folder, unless it
 is a .pkg.hpp; examples see include/ only. Above floor 0 the library names no thread, lock, clock or sleep.
 
 usage: check_floors.py [ROOT]
@@ -113,7 +113,7 @@ def check_own_header(path, floor, included):
           and not included.endswith(".pkg.hpp") and pathlib.Path(path).parent != pathlib.Path(included).parent
           and not (floor == 0 and included_floor == 0)):
         return f"{included} stays in its folder"
-    if path.startswith("include/dds_c/") and path.endswith(".h") and not included.startswith("include/"):
+    if path.startswith("include/dds_c/") and not included.startswith("include/"):
         return f"a public header must not include {included}"
     return None
 

@@ -17,7 +17,7 @@ from source_text import ROOT, line_of, source_files, without_comments
 
 LIBRARY = ("srcC", "include")
 PRIMITIVES = ("ZYLLogMessage_printWithParams", "ZYLLogParamString_printWithParams",
-              "ZYLLogMessageParamString_printWithParams", "AWSStep")
+              "ZYLLogMessageParamString_printWithParams", "ZYLSequenceSupport_log", "AWSStep")
 DOCUMENTED = re.compile(r"(?:DDS|VESK|ZYL)")
 DEFINE = re.compile(r"^[ \t]*#[ \t]*define[ \t]+(\w+)\(([^)]*)\)((?:[^\n]*\\\n)*[^\n]*)", re.MULTILINE)
 STRING = re.compile(r'"((?:\\.|[^"\\])*)"')

@@ -62,6 +62,10 @@ class Floors(Tree):
         self.assert_finds(self.check("examples/a.c", '#include "../srcC/halo_utility/X.pkg.h"\n'), "include/ only")
         self.assert_finds(self.check("include/dds_c/dds_c_log.h", "#include <stdio.h>\n"), "public header")
         self.assert_finds(self.check("include/dds_c/dds_c_log.h", "#include <stdint.h>\n"))
+        self.write("srcC/halo_runtime/zyl/X.pkg.h", "")
+        self.assert_finds(self.check("include/dds_c/generic/a.hpp", '#include "halo_runtime/zyl/X.pkg.h"\n'),
+                          "a public header must not include")
+        self.assert_finds(self.check("include/dds_c/generic/a.hpp", "#include <cstring>\n"))
 
     def check_subjects(self, **texts):
         for name, text in texts.items():

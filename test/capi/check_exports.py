@@ -18,7 +18,7 @@ def run(*command):
 
 def declared_names(compiler, root):
     """The functions and objects that headers mark for export."""
-    headers = sorted((root / "include/dds_c").glob("*.h"))
+    headers = sorted((root / "include/dds_c").rglob("*.h"))
     headers += sorted(header for header in (root / "srcC").rglob("*.pkg.h") if "DDS_API" in header.read_text())
     arguments = [argument for header in headers for argument in ("-include", str(header))]
     text = run(compiler, "-std=c11", "-E", "-P", f"-I{root}/include", f"-I{root}/srcC", *arguments, "-x", "c",

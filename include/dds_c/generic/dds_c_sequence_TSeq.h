@@ -2,8 +2,19 @@
 /// The generic bounded sequence, for C: one macro declares the record and the operations of an instance.
 ///
 /// `DDS_SEQUENCE(TSeq, T)` declares `struct TSeq` and the functions `TSeq_initialize`, `TSeq_set_maximum`, and so on
-/// for elements of type `T`, which must be plain data. The twin macro in the `.hpp` beside this file defines them,
-/// once, in one source file. All instances share one implementation.
+/// for elements of type `T`. The twin macro in the `.hpp` beside this file defines them, once, in one source file of
+/// C++17 or later. All instances share one implementation. For a sequence of your own:
+///
+///     typedef struct Point { int x, y; } Point;                       // point.h, for C and C++
+///     #include <dds_c/generic/dds_c_sequence_TSeq.h>
+///     DDS_SEQUENCE(PointSeq, Point);
+///
+///     #include <dds_c/generic/dds_c_sequence_TSeq.hpp>                // point.cpp
+///     DDS_SEQUENCE_DEFINE(PointSeq, Point);
+///
+/// Elements are copied as bytes and never constructed or destroyed: `T` is a type of C, or a trivially copyable one of
+/// C++ whose values can be copied. It is aligned to 16 bytes at most. A type that is not written as `T name` (an array,
+/// a pointer to a function), or whose name has a comma, is given another name first.
 ///
 /// A sequence owns its buffer, or works in a buffer that was lent to it: an array of elements (contiguous) or an array
 /// of pointers to elements (discontiguous). A record that is all zero, or whose `_sequence_init` is not
@@ -77,7 +88,72 @@ DDS_API extern const struct DDS_TypeDeallocationParams_t DDS_TYPE_DEALLOCATION_P
 #else
 #define DDS_SEQUENCE_EXTERN_C_ extern
 #endif
-#define DDS_SEQUENCE_OPERATION_ DDS_SEQUENCE_EXTERN_C_ DDS_API
+
+#if defined(__cplusplus) && defined(__clang__)
+// In C++ an element may be of a type that C does not know. `get` returns it in the same way all the same.
+#define DDS_SEQUENCE_BEGIN_ \
+    _Pragma("clang diagnostic push") _Pragma("clang diagnostic ignored \"-Wreturn-type-c-linkage\"")
+#define DDS_SEQUENCE_END_ _Pragma("clang diagnostic pop")
+#else
+#define DDS_SEQUENCE_BEGIN_
+#define DDS_SEQUENCE_END_
+#endif
+
+// The operations, once for their declarations and their definitions: OPERATION(TSeq, result, name, parameters,
+// arguments of the algorithm of the same name). `__func__` is the name of the operation.
+// clang-format off
+#define DDS_SEQUENCE_OPERATIONS_(OPERATION, TSeq, T) \
+    OPERATION(TSeq, DDS_Boolean, initialize, (TSeq *self), (self, __func__)) \
+    OPERATION(TSeq, DDS_Boolean, finalize, (TSeq *self), (self)) \
+    OPERATION(TSeq, DDS_Long, get_maximum, (TSeq *self), (self, __func__)) \
+    OPERATION(TSeq, DDS_Boolean, set_maximum, (TSeq *self, DDS_Long new_max), (self, new_max, __func__)) \
+    OPERATION(TSeq, DDS_Boolean, set_absolute_maximum, (TSeq *self, DDS_Long new_absolute_max), \
+              (self, new_absolute_max, __func__)) \
+    OPERATION(TSeq, DDS_Long, get_length, (TSeq *self), (self, __func__)) \
+    OPERATION(TSeq, DDS_Boolean, set_length, (TSeq *self, DDS_UnsignedLong new_length), (self, new_length, __func__)) \
+    OPERATION(TSeq, DDS_Boolean, ensure_length, (TSeq *self, DDS_Long length, DDS_Long max), \
+              (self, length, max, __func__)) \
+    OPERATION(TSeq, T, get, (TSeq *self, DDS_Long index), (self, index, __func__)) \
+    OPERATION(TSeq, T *, get_reference, (TSeq *self, DDS_Long index), (self, index, __func__)) \
+    OPERATION(TSeq, DDS_Boolean, has_ownership, (TSeq *self), (self, __func__)) \
+    OPERATION(TSeq, DDS_Boolean, get_element_pointers_allocation, (TSeq *self), (self)) \
+    OPERATION(TSeq, DDS_Boolean, set_element_pointers_allocation, (TSeq *self, DDS_Boolean flag), \
+              (self, flag, __func__)) \
+    OPERATION(TSeq, DDS_Boolean, set_element_allocation_params, \
+              (TSeq *self, const struct DDS_TypeAllocationParams_t *params), (self, params, __func__)) \
+    OPERATION(TSeq, void, get_element_allocation_params, (TSeq *self, struct DDS_TypeAllocationParams_t *params), \
+              (self, params, __func__)) \
+    OPERATION(TSeq, DDS_Boolean, set_element_deallocation_params, \
+              (TSeq *self, const struct DDS_TypeDeallocationParams_t *params), (self, params, __func__)) \
+    OPERATION(TSeq, void, get_element_deallocation_params, (TSeq *self, struct DDS_TypeDeallocationParams_t *params), \
+              (self, params, __func__)) \
+    OPERATION(TSeq, void, get_read_tokenI, (TSeq *self, void **token1, void **token2), \
+              (self, token1, token2, __func__)) \
+    OPERATION(TSeq, void, set_read_tokenI, (TSeq *self, void *token1, void *token2), \
+              (self, token1, token2, __func__)) \
+    OPERATION(TSeq, TSeq *, copy, (TSeq *self, const TSeq *src), (self, src, __func__)) \
+    OPERATION(TSeq, DDS_Boolean, copy_no_alloc, (TSeq *self, const TSeq *src), (self, src, __func__)) \
+    OPERATION(TSeq, DDS_Boolean, copy_no_allocI, (TSeq *self, const TSeq *src), (self, src, __func__)) \
+    OPERATION(TSeq, DDS_Boolean, from_array, (TSeq *self, T const *array, DDS_Long length), \
+              (self, array, length, __func__)) \
+    OPERATION(TSeq, DDS_Boolean, to_array, (const TSeq *self, T *array, DDS_Long length), \
+              (self, array, length, __func__)) \
+    OPERATION(TSeq, DDS_Boolean, loan_contiguous, (TSeq *self, T *buffer, DDS_Long new_length, DDS_Long new_max), \
+              (self, buffer, new_length, new_max, __func__)) \
+    OPERATION(TSeq, DDS_Boolean, loan_discontiguous, (TSeq *self, T **buffer, DDS_Long new_length, DDS_Long new_max), \
+              (self, buffer, new_length, new_max, __func__)) \
+    OPERATION(TSeq, DDS_Boolean, unloan, (TSeq *self), (self, __func__)) \
+    OPERATION(TSeq, T *, get_contiguous_buffer, (TSeq *self), (self, __func__)) \
+    OPERATION(TSeq, T *, get_contiguous_bufferI, (TSeq *self), (self, __func__)) \
+    OPERATION(TSeq, T **, get_discontiguous_buffer, (TSeq *self), (self, __func__)) \
+    OPERATION(TSeq, T **, get_discontiguous_bufferI, (TSeq *self), (self, __func__)) \
+    OPERATION(TSeq, void, delete_bufferI, (TSeq *self, T *buffer, DDS_Long maximum, DDS_Boolean flag), \
+              (self, buffer, maximum, flag, __func__)) \
+    OPERATION(TSeq, int, check_invariantsI, (TSeq *self, const char *operation), (self, operation, __func__))
+// clang-format on
+
+#define DDS_SEQUENCE_DECLARE_(TSeq, Result, name, parameters, arguments) \
+    DDS_SEQUENCE_EXTERN_C_ DDS_API Result TSeq##_##name parameters;
 
 /// Declare the sequence TSeq of T. Operations, where `0` is the failure value of a count and `false` of a boolean:
 ///
@@ -107,58 +183,23 @@ DDS_API extern const struct DDS_TypeDeallocationParams_t DDS_TYPE_DEALLOCATION_P
 /// | `get_contiguous_buffer`, `get_discontiguous_buffer` (and `I`) | the raw buffer, null if none |
 /// | `delete_bufferI` | free a buffer as the sequence would |
 /// | `check_invariantsI` | 1 when the record is consistent; failures are logged under `operation` |
-#define DDS_SEQUENCE(TSeq, T)                                                                                         \
-    typedef struct TSeq {                                                                                             \
-        T *_contiguous_buffer;                                                                                        \
-        T **_discontiguous_buffer;                                                                                    \
-        void *_read_token1;                                                                                           \
-        void *_read_token2;                                                                                           \
-        DDS_UnsignedLong _maximum;                                                                                    \
-        DDS_UnsignedLong _length;                                                                                     \
-        DDS_Long _sequence_init;                                                                                      \
-        DDS_Boolean _owned;                                                                                           \
-        struct DDS_SeqElementTypeAllocationParams_t _elementAllocParams;                                              \
-        DDS_UnsignedLong _absolute_maximum;                                                                           \
-        struct DDS_SeqElementTypeDeallocationParams_t _elementDeallocParams;                                          \
-    } TSeq;                                                                                                           \
-    DDS_SEQUENCE_OPERATION_ DDS_Boolean TSeq##_initialize(TSeq *self);                                                \
-    DDS_SEQUENCE_OPERATION_ DDS_Boolean TSeq##_finalize(TSeq *self);                                                  \
-    DDS_SEQUENCE_OPERATION_ DDS_Long TSeq##_get_maximum(TSeq *self);                                                  \
-    DDS_SEQUENCE_OPERATION_ DDS_Boolean TSeq##_set_maximum(TSeq *self, DDS_Long new_max);                             \
-    DDS_SEQUENCE_OPERATION_ DDS_Boolean TSeq##_set_absolute_maximum(TSeq *self, DDS_Long new_absolute_max);           \
-    DDS_SEQUENCE_OPERATION_ DDS_Long TSeq##_get_length(TSeq *self);                                                   \
-    DDS_SEQUENCE_OPERATION_ DDS_Boolean TSeq##_set_length(TSeq *self, DDS_UnsignedLong new_length);                   \
-    DDS_SEQUENCE_OPERATION_ DDS_Boolean TSeq##_ensure_length(TSeq *self, DDS_Long length, DDS_Long max);              \
-    DDS_SEQUENCE_OPERATION_ T TSeq##_get(TSeq *self, DDS_Long index);                                                 \
-    DDS_SEQUENCE_OPERATION_ T *TSeq##_get_reference(TSeq *self, DDS_Long index);                                      \
-    DDS_SEQUENCE_OPERATION_ DDS_Boolean TSeq##_has_ownership(TSeq *self);                                             \
-    DDS_SEQUENCE_OPERATION_ DDS_Boolean TSeq##_get_element_pointers_allocation(TSeq *self);                           \
-    DDS_SEQUENCE_OPERATION_ DDS_Boolean TSeq##_set_element_pointers_allocation(TSeq *self, DDS_Boolean flag);         \
-    DDS_SEQUENCE_OPERATION_ DDS_Boolean TSeq##_set_element_allocation_params(                                         \
-        TSeq *self, const struct DDS_TypeAllocationParams_t *params);                                                 \
-    DDS_SEQUENCE_OPERATION_ void TSeq##_get_element_allocation_params(TSeq *self,                                     \
-                                                                      struct DDS_TypeAllocationParams_t *params);     \
-    DDS_SEQUENCE_OPERATION_ DDS_Boolean TSeq##_set_element_deallocation_params(                                       \
-        TSeq *self, const struct DDS_TypeDeallocationParams_t *params);                                               \
-    DDS_SEQUENCE_OPERATION_ void TSeq##_get_element_deallocation_params(TSeq *self,                                   \
-                                                                        struct DDS_TypeDeallocationParams_t *params); \
-    DDS_SEQUENCE_OPERATION_ void TSeq##_get_read_tokenI(TSeq *self, void **token1, void **token2);                    \
-    DDS_SEQUENCE_OPERATION_ void TSeq##_set_read_tokenI(TSeq *self, void *token1, void *token2);                      \
-    DDS_SEQUENCE_OPERATION_ TSeq *TSeq##_copy(TSeq *self, const TSeq *src);                                           \
-    DDS_SEQUENCE_OPERATION_ DDS_Boolean TSeq##_copy_no_alloc(TSeq *self, const TSeq *src);                            \
-    DDS_SEQUENCE_OPERATION_ DDS_Boolean TSeq##_copy_no_allocI(TSeq *self, const TSeq *src);                           \
-    DDS_SEQUENCE_OPERATION_ DDS_Boolean TSeq##_from_array(TSeq *self, const T *array, DDS_Long length);               \
-    DDS_SEQUENCE_OPERATION_ DDS_Boolean TSeq##_to_array(const TSeq *self, T *array, DDS_Long length);                 \
-    DDS_SEQUENCE_OPERATION_ DDS_Boolean TSeq##_loan_contiguous(TSeq *self, T *buffer, DDS_Long new_length,            \
-                                                               DDS_Long new_max);                                     \
-    DDS_SEQUENCE_OPERATION_ DDS_Boolean TSeq##_loan_discontiguous(TSeq *self, T **buffer, DDS_Long new_length,        \
-                                                                  DDS_Long new_max);                                  \
-    DDS_SEQUENCE_OPERATION_ DDS_Boolean TSeq##_unloan(TSeq *self);                                                    \
-    DDS_SEQUENCE_OPERATION_ T *TSeq##_get_contiguous_buffer(TSeq *self);                                              \
-    DDS_SEQUENCE_OPERATION_ T *TSeq##_get_contiguous_bufferI(TSeq *self);                                             \
-    DDS_SEQUENCE_OPERATION_ T **TSeq##_get_discontiguous_buffer(TSeq *self);                                          \
-    DDS_SEQUENCE_OPERATION_ T **TSeq##_get_discontiguous_bufferI(TSeq *self);                                         \
-    DDS_SEQUENCE_OPERATION_ void TSeq##_delete_bufferI(TSeq *self, T *buffer, DDS_Long maximum, DDS_Boolean flag);    \
-    DDS_SEQUENCE_OPERATION_ int TSeq##_check_invariantsI(TSeq *self, const char *operation)
+#define DDS_SEQUENCE(TSeq, T)                                                \
+    DDS_SEQUENCE_BEGIN_                                                      \
+    typedef struct TSeq {                                                    \
+        T *_contiguous_buffer;                                               \
+        T **_discontiguous_buffer;                                           \
+        void *_read_token1;                                                  \
+        void *_read_token2;                                                  \
+        DDS_UnsignedLong _maximum;                                           \
+        DDS_UnsignedLong _length;                                            \
+        DDS_Long _sequence_init;                                             \
+        DDS_Boolean _owned;                                                  \
+        struct DDS_SeqElementTypeAllocationParams_t _elementAllocParams;     \
+        DDS_UnsignedLong _absolute_maximum;                                  \
+        struct DDS_SeqElementTypeDeallocationParams_t _elementDeallocParams; \
+    } TSeq;                                                                  \
+    DDS_SEQUENCE_OPERATIONS_(DDS_SEQUENCE_DECLARE_, TSeq, T)                 \
+    DDS_SEQUENCE_END_                                                        \
+    struct TSeq
 
 #endif

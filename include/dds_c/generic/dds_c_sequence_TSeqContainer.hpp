@@ -12,18 +12,15 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
-#include <type_traits>
 
 #include "dds_c_sequence_TSeq.h"
 #include "dds_c_sequence_TSeqLog.hpp"
-#include "halo_runtime/zyl/ZYLOsapiHeap.pkg.h"
+#include "dds_c_sequence_TSeqSupport.h"
 
 /// The algorithms over a record `Seq` and its element type `T`. `Api` names the public operations of the instance that
 /// the algorithms build on. The C header tells what each operation is for.
 template <class Seq, class T, class Api>
 struct DDS_SequenceContainer {
-    static_assert(std::is_trivially_copyable_v<T>, "the elements of a sequence are plain data");
-
     static constexpr DDS_Boolean no = DDS_BOOLEAN_FALSE;
     static constexpr DDS_Boolean yes = DDS_BOOLEAN_TRUE;
 
@@ -85,39 +82,56 @@ struct DDS_SequenceContainer {
     /// A fresh buffer, or null when memory ended or the byte count overflows.
     static T *allocateBuffer(DDS_UnsignedLong count)
     {
-        return byteCount(count) != INT32_MAX ? ZYLOsapiHeap_allocateArray<T>(count, "T") : nullptr;
+        if (byteCount(count) == INT32_MAX) return nullptr;
+        return static_cast<T *>(ZYLSequenceSupport_allocateBuffer(count * sizeof(T)));
     }
 
     /// Copy the elements that are kept into a fresh buffer and clear the places behind them, so that an element that
     /// nobody writes is zero and not what the memory was used for before.
     static void fillBuffer(T *buffer, DDS_UnsignedLong maximum, const T *oldBuffer, DDS_UnsignedLong keep)
     {
-        if (keep > 0) std::memcpy(buffer, oldBuffer, keep * sizeof(T));
+        if (keep > 0) std::memcpy(static_cast<void *>(buffer), oldBuffer, keep * sizeof(T));
         if (maximum > keep) std::memset(static_cast<void *>(buffer + keep), 0, (maximum - keep) * sizeof(T));
+    }
+
+    /// An element of zero bytes. The type may have no default constructor, or one that makes something else.
+    static T zeroElement()
+    {
+        union Zero {
+            unsigned char bytes[sizeof(T)];
+            T element;
+            Zero() : bytes{} {}
+        };
+        const Zero zero;
+        return zero.element;
     }
 
     // -- Life, and the invariants. ------------------------------------------------------------------------------------
 
     static DDS_Boolean initialize(Seq *self, const char *operation)
     {
-        if (self == nullptr) return SEQ_BAD_PARAMETER(no, self);
+        if (self == nullptr) return DDS_SEQ_BAD_PARAMETER(no, self);
         setInitialState(*self);
         return yes;
     }
 
-    static int check_invariantsI(Seq *self, const char *operation)
+    static DDS_Boolean finalize(Seq *self) { return Api::set_maximum(self, 0); }
+
+    /// Reports under the name of the caller, if it gives one.
+    static int check_invariantsI(Seq *self, const char *caller, const char *ownName)
     {
-        if (self == nullptr) return SEQ_BAD_PARAMETER(0, self);
+        const char *operation = caller != nullptr ? caller : ownName;
+        if (self == nullptr) return DDS_SEQ_BAD_PARAMETER(0, self);
         const bool hasContiguous = self->_contiguous_buffer != nullptr;
         const bool hasDiscontiguous = self->_discontiguous_buffer != nullptr;
-        if (!isInitialized(*self)) return SEQ_ASSERT(0, "invariant: uninitialized");
-        if (hasContiguous && hasDiscontiguous) return SEQ_ASSERT(0, "invariant: both buffers are non-NULL");
-        if (self->_length > self->_maximum) return SEQ_ASSERT(0, "invariant: length > maximum");
+        if (!isInitialized(*self)) return DDS_SEQ_ASSERT(0, "invariant: uninitialized");
+        if (hasContiguous && hasDiscontiguous) return DDS_SEQ_ASSERT(0, "invariant: both buffers are non-NULL");
+        if (self->_length > self->_maximum) return DDS_SEQ_ASSERT(0, "invariant: length > maximum");
         if (self->_owned && hasDiscontiguous)
-            return SEQ_ASSERT(0, "invariant: sequence owns memory but has discontiguous buffer");
+            return DDS_SEQ_ASSERT(0, "invariant: sequence owns memory but has discontiguous buffer");
         if (self->_maximum > 0 && !hasContiguous && !hasDiscontiguous)
-            return SEQ_ASSERT(0, "invariant: maximum > 0 but buffer is NULL");
-        if (self->_maximum > self->_absolute_maximum) return SEQ_ASSERT(0, "invariant: maximum > absolute_maximum");
+            return DDS_SEQ_ASSERT(0, "invariant: maximum > 0 but buffer is NULL");
+        if (self->_maximum > self->_absolute_maximum) return DDS_SEQ_ASSERT(0, "invariant: maximum > absolute_maximum");
         return 1;
     }
 
@@ -125,61 +139,62 @@ struct DDS_SequenceContainer {
 
     static DDS_Long get_maximum(Seq *self, const char *operation)
     {
-        if (self == nullptr) return SEQ_BAD_PARAMETER(0, self);
+        if (self == nullptr) return DDS_SEQ_BAD_PARAMETER(0, self);
         return makeReady(self, operation) ? static_cast<DDS_Long>(self->_maximum) : 0;
     }
 
     static DDS_Boolean set_maximum(Seq *self, DDS_Long newMax, const char *operation)
     {
-        if (self == nullptr) return SEQ_BAD_PARAMETER(no, self);
+        if (self == nullptr) return DDS_SEQ_BAD_PARAMETER(no, self);
         if (!makeReady(self, operation)) return no;
-        if (!self->_elementAllocParams.allocate_memory) return SEQ_ASSERT(no, "allocate_memory must be true");
-        if (newMax < 0) return SEQ_ASSERT(no, "max size must be positive");
+        if (!self->_elementAllocParams.allocate_memory) return DDS_SEQ_ASSERT(no, "allocate_memory must be true");
+        if (newMax < 0) return DDS_SEQ_ASSERT(no, "max size must be positive");
         const auto maximum = static_cast<DDS_UnsignedLong>(newMax);
-        if (maximum > self->_absolute_maximum) return SEQ_ASSERT(no, "new max cannot be larger than absolute maximum");
-        if (!self->_owned) return SEQ_ASSERT(no, "buffer must not be loaned");
-        if (self->_discontiguous_buffer != nullptr) return SEQ_ASSERT(no, "discontiguous buffer is not NULL!");
+        if (maximum > self->_absolute_maximum)
+            return DDS_SEQ_ASSERT(no, "new max cannot be larger than absolute maximum");
+        if (!self->_owned) return DDS_SEQ_ASSERT(no, "buffer must not be loaned");
+        if (self->_discontiguous_buffer != nullptr) return DDS_SEQ_ASSERT(no, "discontiguous buffer is not NULL!");
         if (maximum == self->_maximum) return yes;
 
         T *buffer = maximum > 0 ? allocateBuffer(maximum) : nullptr;
-        if (maximum > 0 && buffer == nullptr) return SEQ_MALLOC_FAILED(no, byteCount(maximum));
+        if (maximum > 0 && buffer == nullptr) return DDS_SEQ_MALLOC_FAILED(no, byteCount(maximum));
         const DDS_UnsignedLong keep = std::min(maximum, self->_length);
         if (keep > 0 && self->_contiguous_buffer == nullptr) {
-            ZYLOsapiHeap_freeArray(buffer);
-            return SEQ_ASSERT(no, "inconsistent buffer state");
+            ZYLSequenceSupport_freeBuffer(buffer);
+            return DDS_SEQ_ASSERT(no, "inconsistent buffer state");
         }
         T *oldBuffer = self->_contiguous_buffer;
         fillBuffer(buffer, maximum, oldBuffer, keep);
         self->_contiguous_buffer = buffer;
         self->_maximum = maximum;
         self->_length = keep;
-        ZYLOsapiHeap_freeArray(oldBuffer);
+        ZYLSequenceSupport_freeBuffer(oldBuffer);
         return isConsistent(self, operation);
     }
 
     static DDS_Boolean set_absolute_maximum(Seq *self, DDS_Long newAbsoluteMax, const char *operation)
     {
-        if (self == nullptr) return SEQ_BAD_PARAMETER(no, self);
+        if (self == nullptr) return DDS_SEQ_BAD_PARAMETER(no, self);
         if (!makeReady(self, operation)) return no;
         const auto absoluteMaximum = static_cast<DDS_UnsignedLong>(newAbsoluteMax);
-        if (self->_maximum > absoluteMaximum) return SEQ_ASSERT(no, "new absolute max cannot be smaller than max");
+        if (self->_maximum > absoluteMaximum) return DDS_SEQ_ASSERT(no, "new absolute max cannot be smaller than max");
         self->_absolute_maximum = absoluteMaximum;
         return yes;
     }
 
     static DDS_Long get_length(Seq *self, const char *operation)
     {
-        if (self == nullptr) return SEQ_BAD_PARAMETER(0, self);
+        if (self == nullptr) return DDS_SEQ_BAD_PARAMETER(0, self);
         return makeReady(self, operation) ? static_cast<DDS_Long>(self->_length) : 0;
     }
 
     static DDS_Boolean set_length(Seq *self, DDS_UnsignedLong newLength, const char *operation)
     {
-        if (self == nullptr) return SEQ_BAD_PARAMETER(no, self);
+        if (self == nullptr) return DDS_SEQ_BAD_PARAMETER(no, self);
         if (!makeReady(self, operation)) return no;
         const auto length = static_cast<DDS_Long>(newLength);
         if (length < 0 || newLength > self->_absolute_maximum)
-            return SEQ_NO_SPACE(no, self->_absolute_maximum, newLength);
+            return DDS_SEQ_NO_SPACE(no, self->_absolute_maximum, newLength);
         if (self->_maximum >= newLength)
             self->_length = newLength;
         else if (!Api::ensure_length(self, length, length))
@@ -189,19 +204,19 @@ struct DDS_SequenceContainer {
 
     static DDS_Boolean ensure_length(Seq *self, DDS_Long length, DDS_Long max, const char *operation)
     {
-        if (length > max) return SEQ_NO_SPACE(no, length, max);
+        if (length > max) return DDS_SEQ_NO_SPACE(no, length, max);
         const DDS_Long oldMax = Api::get_maximum(self);  // reports a null self
         if (oldMax < length) {
-            if (self == nullptr || !self->_owned) return SEQ_NOT_OWNER(no);
-            if (!Api::set_maximum(self, max)) return SEQ_NO_SPACE(no, oldMax, max);
+            if (self == nullptr || !self->_owned) return DDS_SEQ_NOT_OWNER(no);
+            if (!Api::set_maximum(self, max)) return DDS_SEQ_NO_SPACE(no, oldMax, max);
         }
-        if (!Api::set_length(self, static_cast<DDS_UnsignedLong>(length))) return SEQ_SET_FAILED(no, "length");
+        if (!Api::set_length(self, static_cast<DDS_UnsignedLong>(length))) return DDS_SEQ_SET_FAILED(no, "length");
         return yes;
     }
 
     static DDS_Boolean has_ownership(Seq *self, const char *operation)
     {
-        if (self == nullptr) return SEQ_BAD_PARAMETER(no, self);
+        if (self == nullptr) return DDS_SEQ_BAD_PARAMETER(no, self);
         return makeReady(self, operation) ? self->_owned : no;
     }
 
@@ -213,28 +228,35 @@ struct DDS_SequenceContainer {
     {
         static_cast<void>(makeReady(self, operation));
         auto position = static_cast<DDS_UnsignedLong>(index);  // a negative index becomes a large one
-        if (index < 0 || position >= self->_length) position = SEQ_ASSERT(0U, "index out of bounds");
-        if (self->_maximum == 0) return T{};  // there is no element 0 either
+        if (index < 0 || position >= self->_length) position = DDS_SEQ_ASSERT(0U, "index out of bounds");
+        if (self->_maximum == 0) return zeroElement();  // there is no element 0 either
         if (self->_discontiguous_buffer != nullptr) return *self->_discontiguous_buffer[position];
-        return self->_contiguous_buffer != nullptr ? self->_contiguous_buffer[position] : T{};
+        return self->_contiguous_buffer != nullptr ? self->_contiguous_buffer[position] : zeroElement();
     }
 
     static T *get_reference(Seq *self, DDS_Long index, const char *operation)
     {
-        if (self == nullptr) return SEQ_BAD_PARAMETER(nullptr, self);
+        if (self == nullptr) return DDS_SEQ_BAD_PARAMETER(nullptr, self);
         if (!makeReady(self, operation)) return nullptr;
         if (index < 0 || static_cast<DDS_UnsignedLong>(index) >= self->_length)
-            return SEQ_ASSERT(nullptr, "index out of bounds");
+            return DDS_SEQ_ASSERT(nullptr, "index out of bounds");
         if (self->_discontiguous_buffer != nullptr) return self->_discontiguous_buffer[index];
-        return self->_contiguous_buffer != nullptr ? &self->_contiguous_buffer[index] : nullptr;
+        return self->_contiguous_buffer != nullptr ? self->_contiguous_buffer + index : nullptr;
     }
 
     // -- Parameters and tokens. ---------------------------------------------------------------------------------------
 
+    // Deliberate: self is not tested, and the record is not initialized, here and in the setter.
+    // (Sequence_test: the_pointer_flags_of_a_new_record_are_used_as_they_are)
+    static DDS_Boolean get_element_pointers_allocation(Seq *self)
+    {
+        return self->_elementAllocParams.allocate_pointers;
+    }
+
     static DDS_Boolean set_element_pointers_allocation(Seq *self, DDS_Boolean flag, const char *operation)
     {
         if (self->_maximum != 0)
-            return SEQ_ASSERT(
+            return DDS_SEQ_ASSERT(
                 no, "Pointers allocation policy can be configured only when the maximum size of the sequence is 0");
         self->_elementAllocParams.allocate_pointers = flag;
         self->_elementDeallocParams.delete_pointers = flag;
@@ -244,10 +266,10 @@ struct DDS_SequenceContainer {
     static DDS_Boolean set_element_allocation_params(Seq *self, const DDS_TypeAllocationParams_t *params,
                                                      const char *operation)
     {
-        if (self == nullptr) return SEQ_BAD_PARAMETER(no, self);
-        if (params == nullptr) return SEQ_BAD_PARAMETER(no, params);
+        if (self == nullptr) return DDS_SEQ_BAD_PARAMETER(no, self);
+        if (params == nullptr) return DDS_SEQ_BAD_PARAMETER(no, params);
         if (self->_maximum != 0)
-            return SEQ_ASSERT(
+            return DDS_SEQ_ASSERT(
                 no, "Member allocation parameters can be configured only when the maximum size of the sequence is 0");
         setAllocationParams(*self, *params);
         return yes;
@@ -255,8 +277,8 @@ struct DDS_SequenceContainer {
 
     static void get_element_allocation_params(Seq *self, DDS_TypeAllocationParams_t *params, const char *operation)
     {
-        if (self == nullptr) return SEQ_BAD_PARAMETER(static_cast<void>(0), self);
-        if (params == nullptr) return SEQ_BAD_PARAMETER(static_cast<void>(0), params);
+        if (self == nullptr) return DDS_SEQ_BAD_PARAMETER(static_cast<void>(0), self);
+        if (params == nullptr) return DDS_SEQ_BAD_PARAMETER(static_cast<void>(0), params);
         params->allocate_pointers = self->_elementAllocParams.allocate_pointers;
         params->allocate_optional_members = self->_elementAllocParams.allocate_optional_members;
         params->allocate_memory = self->_elementAllocParams.allocate_memory;
@@ -267,32 +289,32 @@ struct DDS_SequenceContainer {
     static DDS_Boolean set_element_deallocation_params(Seq *self, const DDS_TypeDeallocationParams_t *params,
                                                        const char *operation)
     {
-        if (self == nullptr) return SEQ_BAD_PARAMETER(no, self);
-        if (params == nullptr) return SEQ_BAD_PARAMETER(no, params);
+        if (self == nullptr) return DDS_SEQ_BAD_PARAMETER(no, self);
+        if (params == nullptr) return DDS_SEQ_BAD_PARAMETER(no, params);
         setDeallocationParams(*self, *params);
         return yes;
     }
 
     static void get_element_deallocation_params(Seq *self, DDS_TypeDeallocationParams_t *params, const char *operation)
     {
-        if (self == nullptr) return SEQ_BAD_PARAMETER(static_cast<void>(0), self);
-        if (params == nullptr) return SEQ_BAD_PARAMETER(static_cast<void>(0), params);
+        if (self == nullptr) return DDS_SEQ_BAD_PARAMETER(static_cast<void>(0), self);
+        if (params == nullptr) return DDS_SEQ_BAD_PARAMETER(static_cast<void>(0), params);
         params->delete_pointers = self->_elementDeallocParams.delete_pointers;
         params->delete_optional_members = self->_elementDeallocParams.delete_optional_members;
     }
 
     static void get_read_tokenI(Seq *self, void **token1, void **token2, const char *operation)
     {
-        if (self == nullptr) return SEQ_BAD_PARAMETER(static_cast<void>(0), self);
+        if (self == nullptr) return DDS_SEQ_BAD_PARAMETER(static_cast<void>(0), self);
         if (!makeReady(self, operation)) return;
-        if (token1 == nullptr || token2 == nullptr) return SEQ_GET_FAILED(static_cast<void>(0), "token (NULL)");
+        if (token1 == nullptr || token2 == nullptr) return DDS_SEQ_GET_FAILED(static_cast<void>(0), "token (NULL)");
         *token1 = self->_read_token1;
         *token2 = self->_read_token2;
     }
 
     static void set_read_tokenI(Seq *self, void *token1, void *token2, const char *operation)
     {
-        if (self == nullptr) return SEQ_BAD_PARAMETER(static_cast<void>(0), self);
+        if (self == nullptr) return DDS_SEQ_BAD_PARAMETER(static_cast<void>(0), self);
         if (!makeReady(self, operation)) return;
         self->_read_token1 = token1;
         self->_read_token2 = token2;

@@ -24,8 +24,8 @@ struct DDS_SequenceExchange {
     // (SequenceCopy_test: copy_grows_to_the_capacity_of_the_source)
     static Seq *copy(Seq *self, const Seq *src, const char *operation)
     {
-        if (self == nullptr) return SEQ_BAD_PARAMETER(nullptr, self);
-        if (src == nullptr) return SEQ_BAD_PARAMETER(nullptr, src);
+        if (self == nullptr) return DDS_SEQ_BAD_PARAMETER(nullptr, self);
+        if (src == nullptr) return DDS_SEQ_BAD_PARAMETER(nullptr, src);
         if (!Container::makeReady(self, operation)) return nullptr;
         // The source is only read: the getters would initialize a record that is not, and so are not asked then.
         auto *source = const_cast<Seq *>(src);
@@ -38,10 +38,10 @@ struct DDS_SequenceExchange {
 
     static DDS_Boolean copy_no_alloc(Seq *self, const Seq *src, const char *operation)
     {
-        if (self == nullptr) return SEQ_BAD_PARAMETER(no, self);
-        if (src == nullptr) return SEQ_BAD_PARAMETER(no, src);
+        if (self == nullptr) return DDS_SEQ_BAD_PARAMETER(no, self);
+        if (src == nullptr) return DDS_SEQ_BAD_PARAMETER(no, src);
         if (!Container::isInitialized(*self)) Container::setInitialState(*self);
-        if (!self->_owned && Container::sourceLength(*src) > self->_maximum) return SEQ_NOT_OWNER(no);
+        if (!self->_owned && Container::sourceLength(*src) > self->_maximum) return DDS_SEQ_NOT_OWNER(no);
         if (!Container::isConsistent(self, operation)) return no;
         return Api::copy_no_allocI(self, src);
     }
@@ -49,10 +49,10 @@ struct DDS_SequenceExchange {
     static DDS_Boolean copy_no_allocI(Seq *self, const Seq *src, const char *operation)
     {
         const DDS_UnsignedLong length = Container::sourceLength(*src);
-        if (self->_maximum < length) return SEQ_NO_SPACE(no, self->_maximum, length);
-        if (!Api::set_length(self, length)) return SEQ_NO_SPACE(no, self->_absolute_maximum, length);
+        if (self->_maximum < length) return DDS_SEQ_NO_SPACE(no, self->_maximum, length);
+        if (!Api::set_length(self, length)) return DDS_SEQ_NO_SPACE(no, self->_absolute_maximum, length);
         if (length > 0 && !copyElements(self, src, length))
-            return SEQ_FAILED(no, "Unexpected NULL discontiguous buffer in the sequence");
+            return DDS_SEQ_FAILED(no, "Unexpected NULL discontiguous buffer in the sequence");
         return Container::isConsistent(self, operation);
     }
 
@@ -65,30 +65,36 @@ struct DDS_SequenceExchange {
         T *const *fromEach = src->_discontiguous_buffer;
         if ((to == nullptr && toEach == nullptr) || (from == nullptr && fromEach == nullptr)) return false;
         if (to != nullptr && from != nullptr) {
-            std::memmove(to, from, count * sizeof(T));  // the two may overlap
+            copyBytes(to, from, count);
             return true;
         }
         for (DDS_UnsignedLong i = 0; i < count; ++i)
-            (to != nullptr ? to[i] : *toEach[i]) = from != nullptr ? from[i] : *fromEach[i];
+            copyBytes(to != nullptr ? to + i : toEach[i], from != nullptr ? from + i : fromEach[i], 1);
         return true;
+    }
+
+    /// The two may overlap.
+    static void copyBytes(T *to, const T *from, DDS_UnsignedLong count)
+    {
+        std::memmove(static_cast<void *>(to), from, count * sizeof(T));
     }
 
     static DDS_Boolean from_array(Seq *self, const T *array, DDS_Long length, const char *operation)
     {
         Seq lent = DDS_SEQUENCE_INITIALIZER;  // only read from
         if (!Api::loan_contiguous(&lent, const_cast<T *>(array), length, length))
-            return SEQ_FAILED(no, "loan contiguous array");
-        if (Api::copy(self, &lent) == nullptr) return SEQ_FAILED(no, "copy array sequence");
-        return Api::unloan(&lent) ? yes : SEQ_FAILED(yes, "unloan contiguous array");
+            return DDS_SEQ_FAILED(no, "loan contiguous array");
+        if (Api::copy(self, &lent) == nullptr) return DDS_SEQ_FAILED(no, "copy array sequence");
+        return Api::unloan(&lent) ? yes : DDS_SEQ_FAILED(yes, "unloan contiguous array");
     }
 
     static DDS_Boolean to_array(const Seq *self, T *array, DDS_Long length, const char *operation)
     {
-        if (self == nullptr) return SEQ_BAD_PARAMETER(no, self);
+        if (self == nullptr) return DDS_SEQ_BAD_PARAMETER(no, self);
         Seq lent = DDS_SEQUENCE_INITIALIZER;
-        if (!Api::loan_contiguous(&lent, array, length, length)) return SEQ_SET_FAILED(no, "loan contiguous array");
-        if (!Api::copy_no_allocI(&lent, self)) return SEQ_SET_FAILED(no, "copying array sequence");
-        return Api::unloan(&lent) ? yes : SEQ_SET_FAILED(yes, "unloan contiguous array");
+        if (!Api::loan_contiguous(&lent, array, length, length)) return DDS_SEQ_SET_FAILED(no, "loan contiguous array");
+        if (!Api::copy_no_allocI(&lent, self)) return DDS_SEQ_SET_FAILED(no, "copying array sequence");
+        return Api::unloan(&lent) ? yes : DDS_SEQ_SET_FAILED(yes, "unloan contiguous array");
     }
 
     // -- Loans and raw buffers. ---------------------------------------------------------------------------------------
@@ -108,15 +114,15 @@ struct DDS_SequenceExchange {
     static DDS_Boolean loan(Seq *self, T *elements, T **pointers, DDS_Long newLength, DDS_Long newMax,
                             const char *operation)
     {
-        if (self == nullptr) return SEQ_BAD_PARAMETER(no, self);
+        if (self == nullptr) return DDS_SEQ_BAD_PARAMETER(no, self);
         if (!Container::makeReady(self, operation)) return no;
-        if (self->_maximum != 0) return SEQ_ASSERT(no, "max size must be 0");
-        if (newLength < 0 || newMax < 0) return SEQ_ASSERT(no, "negative argument");
-        if (newLength > newMax) return SEQ_NO_SPACE(no, newMax, newLength);
+        if (self->_maximum != 0) return DDS_SEQ_ASSERT(no, "max size must be 0");
+        if (newLength < 0 || newMax < 0) return DDS_SEQ_ASSERT(no, "negative argument");
+        if (newLength > newMax) return DDS_SEQ_NO_SPACE(no, newMax, newLength);
         if (newMax >= 1 && elements == nullptr && pointers == nullptr)
-            return SEQ_ASSERT(no, "NULL buffer can't have non-zero maximum");
+            return DDS_SEQ_ASSERT(no, "NULL buffer can't have non-zero maximum");
         if (static_cast<DDS_UnsignedLong>(newMax) > self->_absolute_maximum)
-            return SEQ_ASSERT(no, "new max cannot be larger than absolute maximum");
+            return DDS_SEQ_ASSERT(no, "new max cannot be larger than absolute maximum");
         self->_contiguous_buffer = elements;
         self->_discontiguous_buffer = pointers;
         self->_length = static_cast<DDS_UnsignedLong>(newLength);
@@ -127,9 +133,9 @@ struct DDS_SequenceExchange {
 
     static DDS_Boolean unloan(Seq *self, const char *operation)
     {
-        if (self == nullptr) return SEQ_BAD_PARAMETER(no, self);
+        if (self == nullptr) return DDS_SEQ_BAD_PARAMETER(no, self);
         if (!Container::makeReady(self, operation)) return no;
-        if (self->_owned) return SEQ_ASSERT(no, "buffer must be loaned");
+        if (self->_owned) return DDS_SEQ_ASSERT(no, "buffer must be loaned");
         self->_contiguous_buffer = nullptr;
         self->_discontiguous_buffer = nullptr;
         self->_maximum = 0;
@@ -140,21 +146,31 @@ struct DDS_SequenceExchange {
 
     static T *get_contiguous_buffer(Seq *self, const char *operation)
     {
-        if (self == nullptr) return SEQ_BAD_PARAMETER(nullptr, self);
+        if (self == nullptr) return DDS_SEQ_BAD_PARAMETER(nullptr, self);
         return Container::makeReady(self, operation) ? self->_contiguous_buffer : nullptr;
+    }
+
+    static T *get_contiguous_bufferI(Seq *self, const char *operation)
+    {
+        return get_contiguous_buffer(self, operation);
     }
 
     static T **get_discontiguous_buffer(Seq *self, const char *operation)
     {
-        if (self == nullptr) return SEQ_BAD_PARAMETER(nullptr, self);
+        if (self == nullptr) return DDS_SEQ_BAD_PARAMETER(nullptr, self);
         return Container::makeReady(self, operation) ? self->_discontiguous_buffer : nullptr;
     }
 
-    /// Elements need no finalization, so that only the buffer is of interest.
-    static void delete_bufferI(Seq *self, T *buffer, const char *operation)
+    static T **get_discontiguous_bufferI(Seq *self, const char *operation)
     {
-        if (self == nullptr) return SEQ_BAD_PARAMETER(static_cast<void>(0), self);
-        if (buffer != nullptr) ZYLOsapiHeap_freeArray(buffer);
+        return get_discontiguous_buffer(self, operation);
+    }
+
+    /// Elements need no finalization, so that only the buffer is of interest.
+    static void delete_bufferI(Seq *self, T *buffer, DDS_Long /*maximum*/, DDS_Boolean /*flag*/, const char *operation)
+    {
+        if (self == nullptr) return DDS_SEQ_BAD_PARAMETER(static_cast<void>(0), self);
+        if (buffer != nullptr) ZYLSequenceSupport_freeBuffer(buffer);
     }
 };
 

@@ -55,7 +55,8 @@ typedef struct DDS_ThreadFactory {
 } DDS_ThreadFactory;
 
 /// Only its address matters: use the default factory, which makes real threads with the given name, stack size,
-/// priority and CPU list. A setting that the system refuses is reported at level 2 and the thread runs without it.
+/// priority and CPU list. A setting that the system refuses is reported at level 2 and the thread runs without it. A
+/// shortage, of threads or of memory, is no refusal: no thread is created then.
 DDS_API extern const struct DDS_ThreadFactory DDS_THREAD_FACTORY_USE_DEFAULT;
 
 #ifdef __cplusplus

@@ -17,8 +17,8 @@ namespace {
 struct CpuArray {
     const DDS_Long *cpus = nullptr;  ///< Null when there are none.
     std::size_t count = 0;
-    DDS_Long *copy = nullptr;  ///< Not null when `cpus` had to be gathered; from the heap.
-    bool isRefused = false;    ///< There was no memory to gather them.
+    DDS_Long *copy = nullptr;   ///< Not null when `cpus` had to be gathered; from the heap.
+    bool isMemoryGone = false;  ///< They could not be gathered.
 };
 
 CpuArray gatherCpus(const DDS_LongSeq &list)
@@ -34,7 +34,7 @@ CpuArray gatherCpus(const DDS_LongSeq &list)
     array.copy = ZYLOsapiHeap_allocateArray<DDS_Long>(array.count, "DDS_Long");
     if (array.copy == nullptr) {
         array.count = 0;
-        array.isRefused = true;
+        array.isMemoryGone = true;
         return array;
     }
     for (std::size_t i = 0; i < array.count; ++i) array.copy[i] = *list._discontiguous_buffer[i];
@@ -78,7 +78,7 @@ void *createThread(void * /*factoryData*/, const char *threadName, const struct 
     if (settings != nullptr) {
         refused = convert(*settings, &platformSettings);
         cpus = gatherCpus(settings->cpu_list);
-        if (cpus.isRefused) refused |= platform::refusedCpus;
+        if (cpus.isMemoryGone) return DDS_CREATE_FAILED(nullptr, "array of CPUs");
         platformSettings.cpus = cpus.cpus;
         platformSettings.cpuCount = cpus.count;
     }

@@ -60,7 +60,8 @@ extern "C" {
 
 // ---------------------------------------------------------------- threads
 
-/// Create a thread and let it run. A refused setting is left out and reported.
+/// Create a thread and let it run. A setting that the system refuses is left out and reported; a shortage, of threads
+/// or of memory, is no refusal: then there is no thread.
 /// Returns: null when no thread could be made.
 platform::Thread *ZYLPlatform_createThread(const platform::ThreadSettings &settings, platform::ThreadBody body,
                                            void *argument, unsigned *refusedOut);

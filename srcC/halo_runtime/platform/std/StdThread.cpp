@@ -9,7 +9,7 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <climits>
+#include <cstdint>
 #include <cstdio>
 #include <ctime>
 #include <new>
@@ -82,7 +82,7 @@ void *runThread(void *argument)
     return platform::callOut("body", "thread", self, [&] { return self->body(self->argument); });
 }
 
-/// One attribute object with the wanted settings.
+/// One attribute object with the wanted settings. What sets one returns an error number, 0 for none.
 class Attributes {
 public:
     Attributes() { pthread_attr_init(&_attributes); }
@@ -92,32 +92,33 @@ public:
 
     const pthread_attr_t *get() const { return &_attributes; }
 
-    bool setStackSize(std::size_t size)
+    int setStackSize(std::size_t size)
     {
         const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
-        if (size > SIZE_MAX - page) return false;
-        return pthread_attr_setstacksize(&_attributes, (size + page - 1) / page * page) == 0;
+        // No object is larger. The system would call it a shortage.
+        if (size > std::size_t{PTRDIFF_MAX} - page) return EINVAL;
+        return pthread_attr_setstacksize(&_attributes, (size + page - 1) / page * page);
     }
 
     /// Zero belongs to the policy that shares the time; other priorities to the one that runs the highest.
-    bool setPriority(int priority)
+    int setPriority(int priority)
     {
         sched_param parameter{};
         parameter.sched_priority = priority;
-        return pthread_attr_setschedpolicy(&_attributes, priority == 0 ? SCHED_OTHER : SCHED_FIFO) == 0 &&
-               pthread_attr_setschedparam(&_attributes, &parameter) == 0 &&
-               pthread_attr_setinheritsched(&_attributes, PTHREAD_EXPLICIT_SCHED) == 0;
+        int error = pthread_attr_setschedpolicy(&_attributes, priority == 0 ? SCHED_OTHER : SCHED_FIFO);
+        if (error == 0) error = pthread_attr_setschedparam(&_attributes, &parameter);
+        return error != 0 ? error : pthread_attr_setinheritsched(&_attributes, PTHREAD_EXPLICIT_SCHED);
     }
 
-    bool setCpus(const std::int32_t *cpus, std::size_t count)
+    int setCpus(const std::int32_t *cpus, std::size_t count)
     {
         cpu_set_t set;
         CPU_ZERO(&set);
         for (std::size_t index = 0; index < count; ++index) {
-            if (cpus[index] < 0 || cpus[index] >= CPU_SETSIZE) return false;
+            if (cpus[index] < 0 || cpus[index] >= CPU_SETSIZE) return EINVAL;
             CPU_SET(static_cast<std::size_t>(cpus[index]), &set);
         }
-        return pthread_attr_setaffinity_np(&_attributes, sizeof(set), &set) == 0;
+        return pthread_attr_setaffinity_np(&_attributes, sizeof(set), &set);
     }
 
 private:
@@ -134,19 +135,27 @@ unsigned askedFor(const ThreadSettings &settings)
     return asked;
 }
 
-/// Start the thread with those of the settings. Returns: false when the system refuses.
-bool start(Thread *record, const ThreadSettings &settings, unsigned asked)
+/// Start the thread with those of the settings. Returns: an error number, 0 for none.
+int start(Thread *record, const ThreadSettings &settings, unsigned asked)
 {
     Attributes attributes;
-    if ((asked & refusedStackSize) != 0 && !attributes.setStackSize(settings.stackSize)) return false;
-    if ((asked & refusedPriority) != 0 && !attributes.setPriority(settings.priority)) return false;
-    if ((asked & refusedCpus) != 0 && !attributes.setCpus(settings.cpus, settings.cpuCount)) return false;
+    int error = 0;
+    if ((asked & refusedStackSize) != 0) error = attributes.setStackSize(settings.stackSize);
+    if (error == 0 && (asked & refusedPriority) != 0) error = attributes.setPriority(settings.priority);
+    if (error == 0 && (asked & refusedCpus) != 0) error = attributes.setCpus(settings.cpus, settings.cpuCount);
+    if (error != 0) return error;
     pthread_t thread{};
-    return pthread_create(&thread, attributes.get(), runThread, record) == 0;
+    return pthread_create(&thread, attributes.get(), runThread, record);
+}
+
+/// Whether the system dislikes a setting. All other errors are shortages, which no setting is to blame for.
+bool isRefusal(int error)
+{
+    return error == EINVAL || error == EPERM;
 }
 
 /// The system does not say which setting it dislikes: leave out as few as possible.
-/// Returns: false when not even a thread without settings starts.
+/// Returns: false when not even a thread without settings is accepted, or threads are short.
 bool startWithout(Thread *record, const ThreadSettings &settings, unsigned &refusedOut)
 {
     constexpr unsigned attempts[] = {0,
@@ -160,10 +169,10 @@ bool startWithout(Thread *record, const ThreadSettings &settings, unsigned &refu
     const unsigned asked = askedFor(settings);
     for (const unsigned left : attempts) {
         if ((left & ~asked) != 0) continue;
-        if (start(record, settings, asked & ~left)) {
-            refusedOut = left;
-            return true;
-        }
+        const int error = start(record, settings, asked & ~left);
+        refusedOut = left;
+        if (error == 0) return true;
+        if (!isRefusal(error)) return false;
     }
     return false;
 }

@@ -57,6 +57,10 @@ typedef struct DDS_ThreadFactory {
 /// Only its address matters: use the default factory, which makes real threads with the given name, stack size,
 /// priority and CPU list. A setting that the system refuses is reported at level 2 and the thread runs without it. A
 /// shortage, of threads or of memory, is no refusal: no thread is created then.
+///
+/// Its threads block all signals, from before they exist, except SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGSYS,
+/// SIGABRT and SIGPROF, which they block only if the creating thread does: the application's signals reach the
+/// application's own threads. A process that a handler starts inherits what the handler's thread blocks.
 DDS_API extern const struct DDS_ThreadFactory DDS_THREAD_FACTORY_USE_DEFAULT;
 
 #ifdef __cplusplus

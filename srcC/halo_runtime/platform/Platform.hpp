@@ -61,7 +61,8 @@ extern "C" {
 // ---------------------------------------------------------------- threads
 
 /// Create a thread and let it run. A setting that the system refuses is left out and reported; a shortage, of threads
-/// or of memory, is no refusal: then there is no thread.
+/// or of memory, is no refusal: then there is no thread. The thread blocks the signals that its creator blocks, and
+/// from before it exists all others that do not tell of a fault or of consumed time.
 /// Returns: null when no thread could be made.
 platform::Thread *ZYLPlatform_createThread(const platform::ThreadSettings &settings, platform::ThreadBody body,
                                            void *argument, unsigned *refusedOut);

@@ -9,9 +9,11 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstdint>
 #include <cstdio>
 #include <ctime>
+#include <initializer_list>
 #include <new>
 
 #include "../Boundary.pkg.hpp"
@@ -82,6 +84,27 @@ void *runThread(void *argument)
     return platform::callOut("body", "thread", self, [&] { return self->body(self->argument); });
 }
 
+/// Keeps the application's signals from the calling thread for a scope, and for good from a thread that is created in
+/// it: a thread inherits what its creator blocks. What tells of a fault of the thread itself, or of the time that it
+/// consumes, is left as it is.
+class SignalsKeptOut {
+public:
+    SignalsKeptOut()
+    {
+        sigset_t keptOut;
+        sigfillset(&keptOut);
+        for (const int signal : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGSYS, SIGABRT, SIGPROF})
+            sigdelset(&keptOut, signal);
+        pthread_sigmask(SIG_BLOCK, &keptOut, &_before);
+    }
+    ~SignalsKeptOut() { pthread_sigmask(SIG_SETMASK, &_before, nullptr); }
+    SignalsKeptOut(const SignalsKeptOut &) = delete;
+    SignalsKeptOut &operator=(const SignalsKeptOut &) = delete;
+
+private:
+    sigset_t _before;
+};
+
 /// One attribute object with the wanted settings. What sets one returns an error number, 0 for none.
 class Attributes {
 public:
@@ -144,6 +167,7 @@ int start(Thread *record, const ThreadSettings &settings, unsigned asked)
     if (error == 0 && (asked & refusedPriority) != 0) error = attributes.setPriority(settings.priority);
     if (error == 0 && (asked & refusedCpus) != 0) error = attributes.setCpus(settings.cpus, settings.cpuCount);
     if (error != 0) return error;
+    const SignalsKeptOut signalsKeptOut;
     pthread_t thread{};
     return pthread_create(&thread, attributes.get(), runThread, record);
 }

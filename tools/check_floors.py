@@ -11,8 +11,9 @@
 Inside srcC/halo_utility the same once more, by subject (see SUBJECTS): a subject includes and calls those below it, so
 that the folder reads downwards and nothing calls back up. Calls are found by name, whatever header declares them.
 
-Besides: public headers include each other, <stdint.h> and <stddef.h>, those for C++ alone what its library has; an .hpp under srcC stays in its folder, unless it
-is a .pkg.hpp; examples see include/ only. Above floor 0 the library names no thread, lock, clock or sleep.
+Besides: public headers include each other, <stdint.h> and <stddef.h>, those for C++ alone what its library has; an .hpp
+under srcC stays in its folder, unless it is a .pkg.hpp; examples see include/ only. Above floor 0 the library names no
+thread, lock, clock or sleep, and has no local static that is made at run time, whose lock nobody sees.
 
 usage: check_floors.py [ROOT]
 """
@@ -69,6 +70,8 @@ PUBLIC_HEADERS_MAY_INCLUDE = {"stdint.h", "stddef.h"}
 BELOW_THE_SEAM = re.compile(
     r"\bstd::(?:this_thread|chrono|thread|jthread|mutex|condition_variable\w*|counting_semaphore|atomic_wait|atomic_notify\w*)\b"
     r"|[.>](?:notify_one|notify_all)\s*\(|\b(?:sleep|usleep|nanosleep|clock_\w+|gettimeofday|futex|pthread_\w+|sched_\w+)\s*\(")
+# A variable that its function, or its class, makes when it is first used.
+LOCAL_STATIC = re.compile(r"^[ \t]+static\s+(?!constexpr\b|constinit\b)[^;(){}=]*[;={]", re.MULTILINE)
 INCLUDE_FOLDERS = ("include", "srcC", "test/support", "test/support/std", "test/support/sim")
 INCLUDE = re.compile(r'^[ \t]*#[ \t]*include[ \t]*(?:"([^"\n]+)"|<([^>\n]+)>)', re.MULTILINE)
 
@@ -140,6 +143,8 @@ def check_file(root, relative):
     if 1 <= floor <= 4:
         for match in BELOW_THE_SEAM.finditer(without_comments_and_strings(text)):
             findings.append(f"{path}:{line_of(text, match.start())}: '{match[0]}' belongs below the platform seam")
+        for match in LOCAL_STATIC.finditer(without_comments_and_strings(text)):
+            findings.append(f"{path}:{line_of(text, match.start())}: a local static: use ZYLPlatform_makeOnce")
     return findings
 
 

@@ -57,6 +57,15 @@ class Floors(Tree):
             self.assert_finds(self.check("srcC/halo_runtime/vesk/A.cpp", f"void f() {{ {text} }}\n"), "seam")
         self.assert_finds(self.check("srcC/halo_runtime/vesk/A.cpp", '// usleep(1)\nconst char *a = "usleep(1)";\n'))
 
+    def test_nothing_above_the_seam_is_made_by_a_local_static(self):
+        for text in ("static const Key key = make();", "static Globals globals;", "static Key key{make()};"):
+            body = f"Key f()\n{{\n    {text}\n}}\n"
+            self.assert_finds(self.check("srcC/halo_runtime/platform/std/A.cpp", body))
+            self.assert_finds(self.check("srcC/halo_runtime/zyl/A.cpp", body), "A.cpp:3: a local static")
+        for text in ("static constexpr int count = 3;", "static int f(int a = 0);", "static_cast<void>(a);",
+                     "static int f() { return 1; }", "const int a = static_cast<int>(b);"):
+            self.assert_finds(self.check("srcC/halo_runtime/zyl/A.cpp", f"struct A {{\n    {text}\n}};\n"))
+
     def test_examples_and_public_headers_see_public_headers_only(self):
         self.write("srcC/halo_utility/X.pkg.h", "")
         self.assert_finds(self.check("examples/a.c", '#include "../srcC/halo_utility/X.pkg.h"\n'), "include/ only")

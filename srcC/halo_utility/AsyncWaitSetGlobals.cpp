@@ -1,23 +1,28 @@
 /// @file
 /// The process-wide globals: made once, at first use.
 ///
-/// Protection: the one initialization is guarded by the language; const afterwards.
+/// Protection: one thread makes them while the others wait for it; const afterwards.
 #include "AsyncWaitSetGlobals.pkg.h"
+#include "halo_runtime/platform/Once.pkg.h"
 #include "halo_runtime/zyl/ZYLOsapiHeap.pkg.h"
 #include "halo_runtime/zyl/ZYLOsapiTss.pkg.h"
 #include "halo_runtime/zyl/ZYLOsapiUtility.pkg.h"
 
 namespace {
 
-VESKWorkerPerThread workerPerThread;
+constinit VESKWorkerPerThread workerPerThread = {};
+constinit DDS_AsyncWaitSetGlobals globals = {};
+constinit ZYLPlatformOnce globalsOnce = {};
 
-bool initializeGlobals(DDS_AsyncWaitSetGlobals &globals)
+/// Keys are for ever: the one step that makes one for the globals alone is the last, so that repeating all of it after
+/// a failure wastes none.
+int makeGlobals(void * /*argument*/)
 {
-    if (VESKWorkerPerThread_initialize(&workerPerThread) == 0) return false;
+    if (VESKWorkerPerThread_initialize(&workerPerThread) == 0) return 0;
     globals._factory = DDS_DomainParticipantFactory_get_instance();
     globals._workerPerThread = &workerPerThread;
     globals._isAwstTssKeyInitialized = ZYLOsapiTss_createKey(&globals._awstTssKey);
-    return globals._isAwstTssKeyInitialized != 0;
+    return globals._isAwstTssKeyInitialized;
 }
 
 void nameWorker(VESKWorker *worker, const char *name)
@@ -29,9 +34,7 @@ void nameWorker(VESKWorker *worker, const char *name)
 
 DDS_AsyncWaitSetGlobals *DDS_AsyncWaitSetGlobals_get_instance(void)
 {
-    static DDS_AsyncWaitSetGlobals globals = {};
-    static const bool isReady = initializeGlobals(globals);
-    return isReady ? &globals : nullptr;
+    return ZYLPlatform_makeOnce(&globalsOnce, "globals", makeGlobals, nullptr) != 0 ? &globals : nullptr;
 }
 
 VESKWorker *DDS_AsyncWaitSetGlobals_getWorker(DDS_AsyncWaitSetGlobals *self)

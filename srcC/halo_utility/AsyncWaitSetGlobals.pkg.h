@@ -2,7 +2,7 @@
 /// What all asynchronous wait sets of a process share: the workers of the threads, and the key under which a pool
 /// thread finds its own record. One instance, made at first use, never destroyed.
 ///
-/// Protection: const after the first call; thread-safe.
+/// Protection: const after the first call that succeeds; thread-safe.
 #ifndef ASYNC_WAIT_SET_GLOBALS_PKG_H
 #define ASYNC_WAIT_SET_GLOBALS_PKG_H
 
@@ -25,7 +25,8 @@ typedef struct DDS_AsyncWaitSetGlobals {
     int _isAwstTssKeyInitialized;  ///< Whether that key has been created.
 } DDS_AsyncWaitSetGlobals;
 
-/// @return the instance, or null when the thread storage is used up.
+/// @return the instance, or null when the thread storage is used up; a later call tries again.
+/// Blocks while another thread makes it.
 DDS_AsyncWaitSetGlobals *DDS_AsyncWaitSetGlobals_get_instance(void);
 /// The calling thread's worker. Never fails.
 VESKWorker *DDS_AsyncWaitSetGlobals_getWorker(DDS_AsyncWaitSetGlobals *self);

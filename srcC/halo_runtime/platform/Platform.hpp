@@ -13,6 +13,7 @@
 #include <cstdint>
 
 #include "Annotations.pkg.h"
+#include "Once.pkg.h"
 
 namespace platform {
 

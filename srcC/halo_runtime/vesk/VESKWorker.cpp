@@ -4,21 +4,33 @@
 ///
 /// Protection: thread-safe; a worker belongs to its thread.
 #include "../zyl/ZYLOsapiUtility.pkg.h"
-#include "../zyl/ZYLShared.pkg.hpp"
 #include "VESKExclusiveArea.hpp"
 #include "VESKWorker.pkg.h"
 
 namespace {
 
-VESKWorkerFactory *theFactory()
+/// Const once it is made.
+constinit VESKWorkerFactory theFactory = {platform::noThreadKey};
+constinit ZYLPlatformOnce factoryOnce = {};
+
+int makeFactory(void * /*argument*/)
 {
-    static VESKWorkerFactory *const factory = [] {
-        static VESKWorkerFactory made = {};
-        ZYLPlatform_initMutex(made._serviceMutex, "services");
-        made._workerKey = ZYLPlatform_createThreadKey(sizeof(VESKWorker), nullptr);
-        return &made;
-    }();
-    return factory;
+    theFactory._workerKey = ZYLPlatform_createThreadKey(sizeof(VESKWorker), nullptr);
+    if (theFactory._workerKey == platform::noThreadKey) return 0;
+    ZYLPlatform_initMutex(theFactory._serviceMutex, "services");
+    return 1;
+}
+
+int makeRegistry(void *argument)
+{
+    auto *self = static_cast<VESKWorkerPerThread *>(argument);
+    if (ZYLPlatform_makeOnce(&factoryOnce, "worker factory", makeFactory, nullptr) == 0) return 0;
+    self->_workerFactory = &theFactory;
+    self->_workerTssKey = theFactory._workerKey;
+    self->_tssFactory = nullptr;
+    self->_ownsFactory = 0;
+    self->_ownsTss = 0;
+    return 1;
 }
 
 }  // namespace
@@ -26,26 +38,7 @@ VESKWorkerFactory *theFactory()
 int VESKWorkerPerThread_initialize(struct VESKWorkerPerThread *self)
 {
     if (self == nullptr) return 0;
-    // The first caller claims the record through `_isBeingInitialized`; the factory's address, written last, publishes
-    // it.
-    while (handoffRead(self->_workerFactory) == nullptr) {
-        if (handoffExchange(self->_isBeingInitialized, 1) != 0) {
-            ZYLPlatform_yield();
-            continue;
-        }
-        if (handoffRead(self->_workerFactory) != nullptr) break;
-        VESKWorkerFactory *factory = theFactory();
-        if (factory->_workerKey == platform::noThreadKey) {
-            handoffWrite(self->_isBeingInitialized, 0);
-            return 0;
-        }
-        self->_workerTssKey = factory->_workerKey;
-        self->_tssFactory = nullptr;
-        self->_ownsFactory = 0;
-        self->_ownsTss = 0;
-        handoffWrite(self->_workerFactory, factory);
-    }
-    return 1;
+    return ZYLPlatform_makeOnce(&self->_once, "registry of workers", makeRegistry, self);
 }
 
 VESKWorker *VESKWorkerPerThread_getWorker(struct VESKWorkerPerThread *self)

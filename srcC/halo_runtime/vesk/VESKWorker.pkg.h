@@ -6,6 +6,7 @@
 #include <stdint.h>
 
 #include "../platform/Annotations.pkg.h"
+#include "../platform/Once.pkg.h"
 
 #ifdef __cplusplus
 extern "C" {
@@ -34,19 +35,19 @@ typedef struct VESKWorker {
 /// Creates exclusive areas.
 typedef struct VESKWorkerFactory VESKWorkerFactory;
 
-/// The registry of workers, one per thread.
+/// The registry of workers, one per thread. All zero before it is initialized, const afterwards.
 typedef struct VESKWorkerPerThread {
-    struct VESKWorkerFactory *_workerFactory ZYL_SHARED;  ///< Handoff. Creates exclusive areas. First field.
+    struct VESKWorkerFactory *_workerFactory;  ///< Creates exclusive areas. First field.
     int _ownsFactory;
     uint32_t _workerTssKey;  ///< Key of the worker in the thread's storage.
     void *_tssFactory;
     int _ownsTss;
 
-    int _isBeingInitialized ZYL_SHARED;  ///< Handoff: the first caller is preparing the registry.
+    struct ZYLPlatformOnce _once;  ///< Whether it is initialized.
 } VESKWorkerPerThread;
 
-/// Prepare the process-wide registry. Thread-safe; a second call changes nothing.
-/// @return not 0 on success.
+/// Prepare a registry. Thread-safe; a call after one that succeeded changes nothing.
+/// @return not 0 on success; 0 when the storage of a thread is used up.
 int VESKWorkerPerThread_initialize(struct VESKWorkerPerThread *self);
 /// The calling thread's worker. Never fails once the registry is initialized.
 VESKWorker *VESKWorkerPerThread_getWorker(struct VESKWorkerPerThread *self);

@@ -12,7 +12,7 @@
 /// is one write). Memory that ends costs the rest of the line, never its newline. What a thread leaves unfinished is
 /// written when it ends, or when it prints something that is no part of it.
 ///
-/// Protection: thread-safe, no lock. Calls out: the application's sink.
+/// Protection: thread-safe; no lock but for the first use of the default sink. Calls out: the application's sink.
 #include "ZYLLogSink.hpp"
 
 #include <atomic>
@@ -111,11 +111,20 @@ void finishAtExit(void *block)
     finish(*static_cast<LineBuffer *>(block));
 }
 
+constinit platform::ThreadKey lineKey = platform::noThreadKey;
+constinit ZYLPlatformOnce lineKeyOnce = {};
+
+int makeLineKey(void * /*argument*/)
+{
+    lineKey = ZYLPlatform_createThreadKey(sizeof(LineBuffer), flushAtExit);
+    return lineKey != platform::noThreadKey ? 1 : 0;
+}
+
 /// The calling thread's line, or null when the storage of a thread is used up.
 LineBuffer *currentLine()
 {
-    static const platform::ThreadKey key = ZYLPlatform_createThreadKey(sizeof(LineBuffer), finishAtExit);
-    return key != platform::noThreadKey ? static_cast<LineBuffer *>(ZYLPlatform_threadBlock(key)) : nullptr;
+    if (ZYLPlatform_makeOnce(&lineKeyOnce, "lines of the log", makeLineKey, nullptr) == 0) return nullptr;
+    return static_cast<LineBuffer *>(ZYLPlatform_threadBlock(lineKey));
 }
 
 /// Append a part of a line; the first one comes behind the line's head.

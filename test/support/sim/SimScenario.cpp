@@ -25,11 +25,10 @@ bool readNumber(const char *variable, std::uint64_t &numberOut)
     return *end == '\0';
 }
 
-/// Returns: whether the body holds under the seed.
-bool runSeed(std::uint64_t seed, bool isReplay, const std::function<void()> &body, TestLine line)
+/// Returns: whether the body holds under the options' seed.
+bool runSeed(sim::Options options, bool isReplay, const std::function<void()> &body, TestLine line)
 {
-    sim::Options options;
-    options.seed = seed;
+    const std::uint64_t seed = options.seed;
     std::uint64_t isTraced = 0;
     options.isTraced = isReplay && readNumber("ASYNCWAITSET_TRACE", isTraced) && isTraced != 0;
     const sim::Result result = sim::run(options, body);
@@ -46,22 +45,39 @@ bool runSeed(std::uint64_t seed, bool isReplay, const std::function<void()> &bod
     return false;
 }
 
-}  // namespace
-
-void forEachSeed(int seeds, const std::function<void()> &body, TestLine line)
+/// Run the body under seed 0 and then under the others, each time with these options.
+void runSeeds(sim::Options options, int seeds, const std::function<void()> &body, TestLine line)
 {
     std::uint64_t seed = 0;
+    const auto run = [&](std::uint64_t chosen, bool isReplay) {
+        options.seed = chosen;
+        return runSeed(options, isReplay, body, line);
+    };
     const bool isReplay = readNumber("ASYNCWAITSET_SEED", seed);
     std::uint64_t count = static_cast<std::uint64_t>(seeds);
     readNumber("ASYNCWAITSET_SEEDS", count);
     if (testing::Test::HasFailure()) return;
-    if (!runSeed(0, isReplay && seed == 0, body, line)) return;
+    if (!run(0, isReplay && seed == 0)) return;
     if (isReplay) {
-        if (seed != 0) runSeed(seed, true, body, line);
+        if (seed != 0) run(seed, true);
         return;
     }
-    for (seed = 1; seed <= count && runSeed(seed, false, body, line); ++seed) {
+    for (seed = 1; seed <= count && run(seed, false); ++seed) {
     }
+}
+
+}  // namespace
+
+void forEachSeed(int seeds, const std::function<void()> &body, TestLine line)
+{
+    runSeeds({}, seeds, body, line);
+}
+
+void forEachFirstUse(int seeds, const std::function<void()> &body, TestLine line)
+{
+    sim::Options options;
+    options.isFirstUse = true;
+    runSeeds(options, seeds, body, line);
 }
 
 SimThread::SimThread(const char *name, std::function<void()> body) : _body(std::move(body)), _thread(nullptr)

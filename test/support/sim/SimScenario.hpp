@@ -17,6 +17,10 @@
 /// ASYNCWAITSET_TRACE=1, each step as well); ASYNCWAITSET_SEEDS=N replaces `seeds`.
 void forEachSeed(int seeds, const std::function<void()> &body, TestLine line = TestLine::here());
 
+/// The same for first uses: each run begins with nothing made yet of what a program makes once. Requires: nothing of
+/// the library is left from before, and the body leaves nothing.
+void forEachFirstUse(int seeds, const std::function<void()> &body, TestLine line = TestLine::here());
+
 /// A thread for a scope.
 class SimThread {
 public:

@@ -62,9 +62,18 @@ void *runBody(void *argument)
     return nullptr;
 }
 
+/// Nothing that the program makes once has been made, and no storage of a thread is in use.
+void beginLife()
+{
+    ++machine.life;
+    resetThreadKeys();
+    std::memset(outsideThread.storage, 0, sizeof(outsideThread.storage));
+}
+
 /// Draw what kind of machine this is.
 void prepare(const Options &options, Result &result)
 {
+    if (options.isFirstUse) beginLife();
     machine.isRunning = true;
     machine.now_ns = startTime_ns;
     machine.result = &result;
@@ -115,6 +124,7 @@ constinit Machine machine{.current = &outsideThread,
                           .outside = {},
                           .isRunning = false,
                           .now_ns = startTime_ns,
+                          .life = 1,
                           .result = nullptr,
                           .options = {},
                           .random = Random(0),

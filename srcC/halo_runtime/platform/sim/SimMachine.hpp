@@ -31,12 +31,13 @@ enum class Operation : std::uint8_t {
     unpark,
     yield,
     pause,
-    point
+    point,
+    make
 };
 
 enum class State : std::uint8_t { runnable, blocked, ended };
 
-enum class WaitKind : std::uint8_t { none, mutex, condition, park, join };
+enum class WaitKind : std::uint8_t { none, mutex, condition, park, join, once };
 
 /// What a blocked thread waits for; only for the eyes of the report and of whoever wakes it.
 struct Wait {
@@ -96,6 +97,7 @@ struct Machine {
     Fiber outside;      ///< Where `run` was called. For the thread sanitizer, all that a run did is released to it.
     bool isRunning;
     std::int64_t now_ns;
+    unsigned life;  ///< Of the program: what is made once is made in one life. From 1.
 
     // What a run starts afresh with.
     Result *result;
@@ -138,6 +140,8 @@ std::string report(const std::string &text);
 
 /// Run the hooks of the calling thread's storage.
 void runExitHooks();
+/// All keys are free again.
+void resetThreadKeys();
 
 /// Make all parkers free, without tokens, in the order of their making.
 void resetParkers();

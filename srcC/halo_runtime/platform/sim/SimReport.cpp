@@ -37,6 +37,12 @@ std::string doingOf(const Thread *thread)
         case WaitKind::join:
             text = "waits for the end of " + nameOf(static_cast<const Thread *>(thread->wait.object));
             break;
+        case WaitKind::once: {
+            const auto *once = static_cast<const ZYLPlatformOnce *>(thread->wait.object);
+            text = "waits until " + quoted(thread->wait.name) + " is made by " +
+                   nameOf(static_cast<const Thread *>(once->_maker));
+            break;
+        }
         case WaitKind::none:
         default:
             text = "is blocked";

@@ -124,8 +124,8 @@ void record(Operation operation, const Thread *next)
     addToHash(static_cast<std::uint64_t>(operation));
     addToHash(next->id);
     if (!machine.options.isTraced) return;
-    constexpr const char *names[] = {"start", "end",  "create", "join",   "lock",  "lock, blocked", "unlock",
-                                     "wait",  "wake", "park",   "unpark", "yield", "pause",         "point"};
+    constexpr const char *names[] = {"start", "end",  "create", "join",  "lock",  "lock, blocked", "unlock", "wait",
+                                     "wake",  "park", "unpark", "yield", "pause", "point",         "make"};
     std::fprintf(stderr, "step %llu thread %llu \"%s\": %s, then thread %llu\n",
                  static_cast<unsigned long long>(machine.result->steps),
                  static_cast<unsigned long long>(machine.current->id), machine.current->name,

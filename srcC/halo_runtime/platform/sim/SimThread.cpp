@@ -30,6 +30,12 @@ constinit std::size_t hookCount = 0;
 
 namespace sim {
 
+void resetThreadKeys()
+{
+    usedStorage = 0;
+    hookCount = 0;
+}
+
 // The blocks belong to the thread, and the thread sanitizer watches them; it does not watch the table of hooks.
 void runExitHooks()
 {

@@ -20,6 +20,9 @@ struct Options {
     std::uint64_t seed = 1;
     std::uint64_t maxSteps = 2'000'000;  ///< A run that takes more is a live-lock.
     bool isTraced = false;               ///< Write one line for each step to standard error.
+    /// Begin with nothing made yet of what a program makes once, and with all thread keys free. Requires: nothing is
+    /// left that was made before.
+    bool isFirstUse = false;
 };
 
 struct Result {

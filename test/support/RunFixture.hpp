@@ -152,6 +152,7 @@ private:
         noteWorker("DDS_AsyncWaitSetGlobals_createWorker", "worker");
         noteWorker("DDS_AsyncWaitSetGlobals_createDdsWorker", "dds worker");
         doubles.on("DDS_AsyncWaitSetGlobals_setThreadSpecific").with(thread).as("bind");  // no other record
+        doubles.on("DDS_AsyncWaitSetGlobals_setThreadSpecific").with(nullptr).as("unbind");
         doubles.on(acknowledge).with(&stop).as("notify");                                 // no other request
         for (const auto &[service, text] : {std::pair{"ZYLOsapiUtility_snprintf", "snprintf"},
                                             {execute, "execute"},

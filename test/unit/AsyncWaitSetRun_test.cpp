@@ -27,7 +27,7 @@ TEST_F(Run, a_thread_makes_its_workers_binds_itself_loops_and_acknowledges_the_s
     run();
     EXPECT_THAT(doubles.calls(),
                 ElementsAre("snprintf", "worker(abcdefghijklmno_aws)", "dds worker(abcdefghijklmnop)", "bind",
-                            "execute", "wait", "wake up", "execute", "finalize sequence", "notify"));
+                            "execute", "wait", "wake up", "execute", "finalize sequence", "unbind", "notify"));
     EXPECT_EQ(thread->_threadId, ZYLOsapiThread_getCurrentThreadID());
     EXPECT_EQ(thread->_awsWorker, DDS_AsyncWaitSetGlobals_getWorker(aws->_globals));
     EXPECT_STREQ(thread->_awsWorker->_name, "abcdefghijklmno_aws");
@@ -67,9 +67,9 @@ TEST_F(Run, a_thread_that_cannot_be_bound_to_its_record_ends)
 {
     doubles.on("DDS_AsyncWaitSetGlobals_setThreadSpecific").fail();
     run();
-    expectEndedEarly(
-        {"snprintf", "worker(abcdefghijklmno_aws)", "dds worker(abcdefghijklmnop)", "bind", "finalize sequence"},
-        ZYL_LOG_ANY_FAILURE_s, "!set TSS for this WSCT");
+    expectEndedEarly({"snprintf", "worker(abcdefghijklmno_aws)", "dds worker(abcdefghijklmnop)", "bind",
+                      "finalize sequence", "unbind"},
+                     ZYL_LOG_ANY_FAILURE_s, "!set TSS for this WSCT");
     EXPECT_EQ(thread->_threadId, 0U);
 }
 
@@ -78,7 +78,7 @@ TEST_F(Run, a_start_request_that_cannot_be_executed_ends_the_thread)
     executionReturns(DDS_RETCODE_ERROR);
     run();
     expectEndedEarly({"snprintf", "worker(abcdefghijklmno_aws)", "dds worker(abcdefghijklmnop)", "bind", "execute",
-                      "finalize sequence"},
+                      "finalize sequence", "unbind"},
                      ZYL_LOG_ANY_FAILURE_s, "!execute start task. Thread will terminate.");
     EXPECT_EQ(thread->_threadId, ZYLOsapiThread_getCurrentThreadID());
 }
@@ -155,7 +155,8 @@ TEST_F(Run, a_suspended_thread_only_ends_its_wait_and_still_executes_requests)
     waitReturns(DDS_RETCODE_OK);
     executionStops();
     run();
-    EXPECT_THAT(callsOfLoop(), ElementsAre("execute", "wait", "end wait", "execute", "finalize sequence", "notify"));
+    EXPECT_THAT(callsOfLoop(),
+                ElementsAre("execute", "wait", "end wait", "execute", "finalize sequence", "unbind", "notify"));
     EXPECT_EQ(dispatched, nullptr);
     EXPECT_NO_LOG(log);
 }
@@ -170,7 +171,7 @@ TEST_F(Run, a_time_out_is_relayed_and_waited_on_without_executing_requests)
     run();
     EXPECT_THAT(callsOfLoop(), ElementsAre("execute", "wait", "DDS_AsyncWaitSet_onWaitTimeout(0)", "wait",
                                            "DDS_AsyncWaitSet_onWaitTimeout(0)", "wait", "wake up", "execute",
-                                           "finalize sequence", "notify"));
+                                           "finalize sequence", "unbind", "notify"));
     EXPECT_EQ(recorder.count("timeout"), 2);
     EXPECT_EQ(recorder.events()[0].threadId, ZYLOsapiThread_getCurrentThreadID());
     EXPECT_NO_LOG(log);
@@ -189,7 +190,7 @@ TEST_F(Run, a_failing_wait_ends_the_thread_ungracefully)
         expectUngracefulLine();
         EXPECT_LOG_COUNT(log, 2U);
         EXPECT_EQ(doubles.count(execute), 1);
-        EXPECT_EQ(doubles.calls().back(), "finalize sequence");
+        EXPECT_EQ(doubles.calls().back(), "unbind");
     }
 }
 
@@ -202,7 +203,7 @@ TEST_F(Run, requests_that_cannot_be_executed_end_the_thread_ungracefully)
     EXPECT_LOG(log, ZYL_LOG_LEVEL_WARNING, ZYL_LOG_ANY_FAILURE_s, "execute internal tasks. Thread will terminate.");
     expectUngracefulLine();
     EXPECT_LOG_COUNT(log, 2U);
-    EXPECT_EQ(doubles.calls().back(), "finalize sequence");
+    EXPECT_EQ(doubles.calls().back(), "unbind");
     EXPECT_EQ(doubles.count(acknowledge), 0);
 }
 
@@ -231,8 +232,9 @@ TEST_F(Run, a_wake_up_that_found_nothing_lets_another_thread_run)
     waitReturns(DDS_RETCODE_OK);
     executionStops();
     run();
-    EXPECT_THAT(callsOfLoop(), ElementsAre("execute", "wait", "wake up", "execute", "yield", "wait", "wake up",
-                                           "execute", "wait", "wake up", "execute", "finalize sequence", "notify"));
+    EXPECT_THAT(callsOfLoop(),
+                ElementsAre("execute", "wait", "wake up", "execute", "yield", "wait", "wake up", "execute", "wait",
+                            "wake up", "execute", "finalize sequence", "unbind", "notify"));
 }
 
 // ---------------------------------------------------------------- the way out

@@ -241,6 +241,11 @@ TEST_F(FailedStart, a_thread_whose_first_claim_finds_no_start_request_ends_at_on
               0u);
     EXPECT_EQ(listener.events().size(), 0u);
     EXPECT_NO_LOG(log);
+
+    // A deletion would wait for that request, which no thread is left to carry out.
+    ASSERT_NE(VESKWorker_enterExclusiveArea(worker(), nullptr, aws->_criticalSectionEA), 0);
+    AWS_dropRequest(aws, AWS_firstRequest(aws));
+    ASSERT_NE(VESKWorker_leaveExclusiveArea(worker(), nullptr, aws->_criticalSectionEA), 0);
 }
 
 // ---------------------------------------------------------------- a start whose wait failed

@@ -10,7 +10,7 @@
 namespace {
 
 /// Const once it is made.
-constinit VESKWorkerFactory theFactory = {platform::noThreadKey};
+constinit VESKWorkerFactory theFactory = {platform::noThreadKey, {}, {}, 0};
 constinit ZYLPlatformOnce factoryOnce = {};
 
 int makeFactory(void * /*argument*/)

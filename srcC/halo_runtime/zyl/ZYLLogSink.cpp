@@ -116,7 +116,7 @@ constinit ZYLPlatformOnce lineKeyOnce = {};
 
 int makeLineKey(void * /*argument*/)
 {
-    lineKey = ZYLPlatform_createThreadKey(sizeof(LineBuffer), flushAtExit);
+    lineKey = ZYLPlatform_createThreadKey(sizeof(LineBuffer), finishAtExit);
     return lineKey != platform::noThreadKey ? 1 : 0;
 }
 

@@ -89,10 +89,11 @@ AWSStep submitInside(DDS_AsyncWaitSet *self, DDS_Task *task, void *taskUserData,
 
 /// The wait on a lent token could not get back into the critical section, so what it could not do is done here. There
 /// is a second try: one failure must not lose the token.
-void keepTokenOf(DDS_AsyncWaitSet *self, DDS_AsyncWaitSetCompletionToken *lent)
+void keepTokenOf(DDS_AsyncWaitSet *self, DDS_AsyncWaitSetCompletionToken *lent, AWSImplicitWait &implicitWait)
 {
     for (int left = 2; left > 0; --left) {
         if (!AWS_enterCriticalSection(self)) continue;
+        lent->_implicitWait = &implicitWait;  // the wait may have succeeded and could not leave
         AWS_keepToken(self, lent);
         static_cast<void>(AWS_leaveCriticalSection(self));
         return;
@@ -162,7 +163,7 @@ DDS_ReturnCode_t DDS_AsyncWaitSet_submit_task(DDS_AsyncWaitSet *self, struct DDS
     if (retCode != DDS_RETCODE_OK) {
         AWS_WARN("wait for request completion");
         if (implicitWait.hasOutcome == 0) {  // the wait itself failed: the token is kept, and no longer ours
-            if (implicitWait.isTokenKept == 0) keepTokenOf(self, lent);
+            if (implicitWait.isTokenKept == 0) keepTokenOf(self, lent, implicitWait);
             return retCode;
         }
     }

@@ -193,8 +193,8 @@ TEST_F(SubmitTask, a_wait_that_fails_keeps_the_lent_token)
     EXPECT_LOG(log, 2, ZYL_LOG_ANY_FAILURE_s, "wait for request completion");
     EXPECT_LOG_COUNT(log, 1U);
     EXPECT_EQ(doubles.count("DDS_AsyncWaitSet_returnLoanedCompletionToken"), 0);
-    EXPECT_EQ(lent->_state, PROCESSED) << "although its request is done";
-    expectKept();
+    EXPECT_EQ(lent->_state, PROCESSED) << "its request is done, so it comes home at once";
+    expectGivenBack();
 }
 
 TEST_F(SubmitTask, a_wait_that_is_refused_keeps_the_lent_token)
@@ -212,11 +212,12 @@ TEST_F(SubmitTask, a_wait_that_is_refused_keeps_the_lent_token)
         EXPECT_LOG_COUNT(log, 2U);
         if (isStarted) {
             EXPECT_EQ(lent->_state, QUEUED);
+            EXPECT_EQ(lentTokens(), 1) << "kept until its request is done";
             EXPECT_EQ(executeAs(0), DDS_RETCODE_OK) << "the request is carried out all the same";
         }
         EXPECT_EQ(probe.executions, 1);
         markStarted(aws, false);
-        expectKept();
+        expectGivenBack();
         log.clear();
     }
 }
@@ -282,16 +283,16 @@ struct AreaFault {
 TEST_F(SubmitTask, every_failing_area_gives_an_error_and_only_a_failed_wait_or_return_keeps_the_token)
 {
     const AreaFault faults[] = {
-        {"enter", 1, DDS_RETCODE_ERROR, {}, false, false},                             // submission
-        {"enter", 2, DDS_RETCODE_ERROR, {"loan completion token"}, false, false},      // loan
-        {"enter", 3, DDS_RETCODE_OK, {}, true, false},                                 // the first execution's report
-        {"enter", 4, DDS_RETCODE_ERROR, {"wait for request completion"}, true, true},  // wait
-        {"enter", 5, DDS_RETCODE_ERROR, {"return loaned token"}, true, true},          // return
-        {"leave", 1, DDS_RETCODE_ERROR, {"loan completion token"}, false, true},       // the loan counts
-        {"leave", 2, DDS_RETCODE_OK, {}, true, false},                                 // the first execution's report
-        {"leave", 3, DDS_RETCODE_ERROR, {}, true, true},                               // submission: not waited for
-        {"leave", 4, DDS_RETCODE_ERROR, {"wait for request completion"}, true, true},  // wait
-        {"leave", 5, DDS_RETCODE_ERROR, {"return loaned token"}, true, false},         // return
+        {"enter", 1, DDS_RETCODE_ERROR, {}, false, false},                              // submission
+        {"enter", 2, DDS_RETCODE_ERROR, {"loan completion token"}, false, false},       // loan
+        {"enter", 3, DDS_RETCODE_OK, {}, true, false},                                  // the first execution's report
+        {"enter", 4, DDS_RETCODE_ERROR, {"wait for request completion"}, true, false},  // wait; it comes home
+        {"enter", 5, DDS_RETCODE_ERROR, {"return loaned token"}, true, true},           // return
+        {"leave", 1, DDS_RETCODE_ERROR, {"loan completion token"}, false, true},        // the loan counts
+        {"leave", 2, DDS_RETCODE_OK, {}, true, false},                                  // the first execution's report
+        {"leave", 3, DDS_RETCODE_ERROR, {}, true, true},                                // submission: not waited for
+        {"leave", 4, DDS_RETCODE_ERROR, {"wait for request completion"}, true, false},  // wait; it comes home
+        {"leave", 5, DDS_RETCODE_ERROR, {"return loaned token"}, true, false},          // return
     };
     createWithIdleToken(2);
     DDS_Condition *const condition = newCondition();

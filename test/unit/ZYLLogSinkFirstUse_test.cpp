@@ -19,11 +19,11 @@ std::string printed(const char *text)
     return testing::internal::GetCapturedStderr();
 }
 
-TEST(LogSinkFirstUse, without_storage_a_part_of_a_line_goes_out_as_it_is_and_the_next_print_tries_again)
+TEST(LogSinkFirstUse, without_storage_a_part_of_a_line_is_a_line_of_its_own_and_the_next_print_tries_again)
 {
     Doubles doubles;
     doubles.on("ZYLPlatform_createThreadKey").fail();
-    EXPECT_EQ(printed("one"), "[2] function: one");
+    EXPECT_EQ(printed("one"), "[2] function: one\n");
     EXPECT_EQ(printed("two "), "");
     EXPECT_EQ(printed("three\n"), "[2] function: two three\n");
     EXPECT_EQ(doubles.count("ZYLPlatform_createThreadKey"), 2);

@@ -90,7 +90,9 @@ DDS_ReturnCode_t DDS_AsyncWaitSet_executeInternalTasks(DDS_AsyncWaitSet *self,
     while (VESKInlineListNode *const node = VESKInlineList_getFirst(&taskProcessingList)) {
         DDS_AWSTaskInfo *const taskInfo = VESKUserDataListView<DDS_AWSTaskInfo>::recordOf(node);
         thread->_lastRequestCount += 1;
+        thread->_executedRequest = taskInfo;
         static_cast<void>(taskInfo->_task.execute(taskInfo->_task.taskData, taskInfo));
+        thread->_executedRequest = nullptr;
         const bool isLastOfBatch = VESKInlineListNode_getNext(node) == nullptr;  // unlinking forgets it
         VESKInlineList_removeNodeEA(&taskProcessingList, node);
 

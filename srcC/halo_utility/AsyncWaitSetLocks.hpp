@@ -127,14 +127,11 @@ inline bool AWS_isInWakeUp(const DDS_AsyncWaitSet *self, const DDS_AsyncWaitSetT
            VESKWorker_getExclusiveAreaDepth(AWS_worker(self), self->_threadPoolSynchronizerEA) > 0;
 }
 
-/// Whether the calling thread's claim was the last one of a request that has not been finished.
+/// Whether the calling thread executes a request of which its claim was the last one.
 inline bool AWS_isLastClaimant(const DDS_AsyncWaitSet *self, const DDS_AsyncWaitSetThread *thread)
 {
-    if (thread == nullptr || thread->_owner != self || thread->_lastRequestCount == 0) return false;
-    AWS_claimAlone(self);  // Exactly one simulated thread runs, and looking at the queue is no point where another may.
-    for (const DDS_AWSTaskInfo *taskInfo : VESKInlineListView<DDS_AWSTaskInfo>{self->_internalTaskQueue})
-        if (taskInfo->_isClaimed != 0 && taskInfo->_lastClaimant == thread) return true;
-    return false;
+    if (thread == nullptr || thread->_owner != self || thread->_executedRequest == nullptr) return false;
+    return thread->_executedRequest->_isClaimed != 0 && handoffRead(thread->_executedRequest->_lastClaimant) == thread;
 }
 
 /// Whether the calling thread is inside the critical section of a wait set that no pool thread serves: it is not
@@ -142,10 +139,10 @@ inline bool AWS_isLastClaimant(const DDS_AsyncWaitSet *self, const DDS_AsyncWait
 inline bool AWS_isInsideUnserved(const DDS_AsyncWaitSet *self)
 {
     if (AWS_criticalSectionDepth(self) == 0) return false;
-    AWS_claimAlone(self);  // As above.
-    if (self->_isStarted == 0) return true;
+    AWS_claimAlone(self);  // It has just been seen to be inside.
+    if (handoffRead(self->_isStarted) == 0) return true;
     const DDS_AWSTaskInfo *const first = VESKInlineListView<DDS_AWSTaskInfo>{self->_internalTaskQueue}.first();
-    return first != nullptr && first->_executionCount == 0 && self->_threadPool[0]._mustClaimStart != 0;
+    return first != nullptr && handoffRead(first->_executionCount) == 0 && self->_threadPool[0]._mustClaimStart != 0;
 }
 #endif
 

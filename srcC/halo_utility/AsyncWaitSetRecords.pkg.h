@@ -75,8 +75,9 @@ typedef struct DDS_AsyncWaitSetThread {
     DDS_Long _lastRequestCount;                         ///< Requests executed since the last barrier. Own thread.
     struct DDS_AWSConditionInfo *_lockedConditionInfo;  ///< What it dispatches and has not unlocked. Own thread.
 
-    int _mustClaimStart;  ///< Its first claim has to hold the start request. Own thread.
-    int _hasFoundWork;    ///< Its last wake-up found a condition or a request. Own thread.
+    int _mustClaimStart;                       ///< Its first claim has to hold the start request. Own thread.
+    int _hasFoundWork;                         ///< Its last wake-up found a condition or a request. Own thread.
+    struct DDS_AWSTaskInfo *_executedRequest;  ///< What it executes just now, or null. Own thread.
     /// From before the thread exists until it is noted as joined. Begun and ended in the critical section, or alone.
     struct VESKService _service;
 } DDS_AsyncWaitSetThread;
